@@ -1,0 +1,83 @@
+// Per-type allocation tracking: live objects and bytes for every type whose
+// allocations go through the framework (entities, collection nodes).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <string>
+#include <typeinfo>
+#include <vector>
+
+#include <ipmodel/Orv/Export.h>
+
+namespace Orv {
+
+class IPMODEL_API AllocTrackTypeInfo {
+ public:
+  explicit AllocTrackTypeInfo(const std::type_info& type);
+  AllocTrackTypeInfo(const AllocTrackTypeInfo&) = delete;
+  AllocTrackTypeInfo& operator=(const AllocTrackTypeInfo&) = delete;
+
+  const std::type_info& type() const { return *type_; }
+  std::string typeName() const;  // demangled
+  std::uint64_t liveObjects() const { return liveObjects_; }
+  std::uint64_t liveBytes() const { return liveBytes_; }
+  std::uint64_t totalAllocations() const { return totalAllocations_; }
+
+  void allocated(std::size_t bytes) {
+    ++liveObjects_;
+    liveBytes_ += bytes;
+    ++totalAllocations_;
+  }
+  void freed(std::size_t bytes) {
+    --liveObjects_;
+    liveBytes_ -= bytes;
+  }
+
+  // Every tracker that has been created, in creation order.
+  static const std::vector<AllocTrackTypeInfo*>& all();
+  static std::uint64_t totalLiveObjects();
+  // "Type: n objects, b bytes" lines for every tracker with live objects.
+  static std::string liveReport();
+
+ private:
+  const std::type_info* type_;
+  std::uint64_t liveObjects_ = 0;
+  std::uint64_t liveBytes_ = 0;
+  std::uint64_t totalAllocations_ = 0;
+};
+
+namespace detail {
+template <class T>
+struct AllocTrackHolder {
+  static AllocTrackTypeInfo& info() {
+    static AllocTrackTypeInfo* i = new AllocTrackTypeInfo(typeid(T));  // never freed
+    return *i;
+  }
+};
+}  // namespace detail
+
+template <class T>
+AllocTrackTypeInfo& allocTrack() {
+  return detail::AllocTrackHolder<T>::info();
+}
+
+// Mix into a class to route its heap allocations through T's tracker:
+//   class Foo : public Orv::AllocTracked<Foo> { ... };
+// With a virtual destructor, `delete` of a derived object frees through the
+// most-derived class's operator delete, so the bytes match.
+template <class T>
+struct AllocTracked {
+  static void* operator new(std::size_t n) {
+    void* p = ::operator new(n);
+    allocTrack<T>().allocated(n);
+    return p;
+  }
+  static void operator delete(void* p, std::size_t n) noexcept {
+    allocTrack<T>().freed(n);
+    ::operator delete(p);
+  }
+};
+
+}  // namespace Orv

@@ -1,0 +1,182 @@
+// Attribute-log byte streams. Everything is written in network byte order:
+// integers big-endian, doubles as their IEEE-754 bit pattern big-endian,
+// booleans as one byte (0 or 1), strings as a 32-bit length then the bytes.
+//
+// In reads from bytes that came from another process: every read is bounds
+// checked, and a truncated or malformed input raises NboAttrLogException
+// without reading past the end.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+#include <ipmodel/Orv/Exception.h>
+#include <ipmodel/Orv/Export.h>
+#include <ipmodel/Orv/Ptr.h>
+
+namespace Orv {
+namespace NboAttrLog {
+
+class IPMODEL_API Out : public PtrInterface {
+ public:
+  // capacity bounds how many bytes the log takes before it must drain; the
+  // writers use hasRoom() to decide between writing and deferring.
+  explicit Out(std::size_t capacity = std::numeric_limits<std::size_t>::max())
+      : capacity_(capacity) {}
+
+  static Ptr<Out> outIs(std::size_t capacity = std::numeric_limits<std::size_t>::max()) {
+    return Ptr<Out>(new Out(capacity));
+  }
+
+  const std::vector<std::uint8_t>& bytes() const { return bytes_; }
+  std::size_t size() const { return bytes_.size(); }
+  std::size_t capacity() const { return capacity_; }
+  void capacityIs(std::size_t c) { capacity_ = c; }
+  bool hasRoom(std::size_t n) const { return bytes_.size() + n <= capacity_; }
+  // Drops everything written so far (the reader has consumed it).
+  void drain() { bytes_.clear(); }
+
+  void writeU8(std::uint8_t v) { bytes_.push_back(v); }
+  void writeU16(std::uint16_t v) {
+    std::uint8_t b[2] = {std::uint8_t(v >> 8), std::uint8_t(v)};
+    writeBytes(b, 2);
+  }
+  void writeU32(std::uint32_t v) {
+    std::uint8_t b[4] = {std::uint8_t(v >> 24), std::uint8_t(v >> 16), std::uint8_t(v >> 8),
+                         std::uint8_t(v)};
+    writeBytes(b, 4);
+  }
+  void writeU64(std::uint64_t v) {
+    writeU32(std::uint32_t(v >> 32));
+    writeU32(std::uint32_t(v));
+  }
+  void writeBool(bool v) { writeU8(v ? 1 : 0); }
+  void writeDouble(double v) {
+    std::uint64_t bits;
+    std::memcpy(&bits, &v, 8);
+    writeU64(bits);
+  }
+  void writeString(std::string_view s) {
+    writeU32(static_cast<std::uint32_t>(s.size()));
+    writeBytes(s.data(), s.size());
+  }
+  void writeBytes(const void* p, std::size_t n) {
+    const auto* b = static_cast<const std::uint8_t*>(p);
+    bytes_.insert(bytes_.end(), b, b + n);
+  }
+
+ private:
+  std::vector<std::uint8_t> bytes_;
+  std::size_t capacity_;
+};
+
+class IPMODEL_API In {
+ public:
+  In(const std::uint8_t* data, std::size_t len) : data_(data), len_(len) {}
+  explicit In(const std::vector<std::uint8_t>& v) : data_(v.data()), len_(v.size()) {}
+
+  std::size_t offset() const { return pos_; }
+  std::size_t remaining() const { return len_ - pos_; }
+  bool atEnd() const { return pos_ == len_; }
+
+  std::uint8_t readU8() {
+    need(1, "u8");
+    return data_[pos_++];
+  }
+  std::uint16_t readU16() {
+    need(2, "u16");
+    std::uint16_t v = std::uint16_t(data_[pos_] << 8 | data_[pos_ + 1]);
+    pos_ += 2;
+    return v;
+  }
+  std::uint32_t readU32() {
+    need(4, "u32");
+    std::uint32_t v = std::uint32_t(data_[pos_]) << 24 | std::uint32_t(data_[pos_ + 1]) << 16 |
+                      std::uint32_t(data_[pos_ + 2]) << 8 | std::uint32_t(data_[pos_ + 3]);
+    pos_ += 4;
+    return v;
+  }
+  std::uint64_t readU64() {
+    std::uint64_t hi = readU32();
+    return hi << 32 | readU32();
+  }
+  bool readBool() {
+    std::uint8_t b = readU8();
+    if (b > 1) fail("bool byte " + std::to_string(b) + " is neither 0 nor 1", pos_ - 1);
+    return b == 1;
+  }
+  double readDouble() {
+    std::uint64_t bits = readU64();
+    double v;
+    std::memcpy(&v, &bits, 8);
+    return v;
+  }
+  std::string readString() {
+    std::uint32_t n = readU32();
+    if (n > remaining()) {
+      fail("string of " + std::to_string(n) + " bytes but only " + std::to_string(remaining()) +
+               " left",
+           pos_ - 4);
+    }
+    std::string s(reinterpret_cast<const char*>(data_ + pos_), n);
+    pos_ += n;
+    return s;
+  }
+  void readBytes(void* out, std::size_t n) {
+    need(n, "bytes");
+    std::memcpy(out, data_ + pos_, n);
+    pos_ += n;
+  }
+
+  // Raises NboAttrLogException "attribute log: <what> at offset <at>".
+  [[noreturn]] void fail(const std::string& what, std::size_t at) const;
+  [[noreturn]] void fail(const std::string& what) const { fail(what, pos_); }
+
+ private:
+  void need(std::size_t n, const char* what) const {
+    if (n > len_ - pos_) truncated(n, what);
+  }
+  [[noreturn]] void truncated(std::size_t n, const char* what) const;
+
+  const std::uint8_t* data_;
+  std::size_t len_;
+  std::size_t pos_ = 0;
+};
+
+// Stream operators for the built-in types. Value types add their own pair:
+//   Out& operator<<(Out&, const T&);   In& operator>>(In&, T&);
+inline Out& operator<<(Out& o, bool v) { return o.writeBool(v), o; }
+inline Out& operator<<(Out& o, std::uint8_t v) { return o.writeU8(v), o; }
+inline Out& operator<<(Out& o, std::uint16_t v) { return o.writeU16(v), o; }
+inline Out& operator<<(Out& o, std::uint32_t v) { return o.writeU32(v), o; }
+inline Out& operator<<(Out& o, std::int32_t v) { return o.writeU32(std::uint32_t(v)), o; }
+inline Out& operator<<(Out& o, std::uint64_t v) { return o.writeU64(v), o; }
+inline Out& operator<<(Out& o, std::int64_t v) { return o.writeU64(std::uint64_t(v)), o; }
+inline Out& operator<<(Out& o, double v) { return o.writeDouble(v), o; }
+inline Out& operator<<(Out& o, const std::string& v) { return o.writeString(v), o; }
+
+inline In& operator>>(In& i, bool& v) { return v = i.readBool(), i; }
+inline In& operator>>(In& i, std::uint8_t& v) { return v = i.readU8(), i; }
+inline In& operator>>(In& i, std::uint16_t& v) { return v = i.readU16(), i; }
+inline In& operator>>(In& i, std::uint32_t& v) { return v = i.readU32(), i; }
+inline In& operator>>(In& i, std::int32_t& v) { return v = std::int32_t(i.readU32()), i; }
+inline In& operator>>(In& i, std::uint64_t& v) { return v = i.readU64(), i; }
+inline In& operator>>(In& i, std::int64_t& v) { return v = std::int64_t(i.readU64()), i; }
+inline In& operator>>(In& i, double& v) { return v = i.readDouble(), i; }
+inline In& operator>>(In& i, std::string& v) { return v = i.readString(), i; }
+
+// The counted-pointer form used by generated code: `log << value`.
+template <class T>
+const Ptr<Out>& operator<<(const Ptr<Out>& o, const T& v) {
+  *o << v;
+  return o;
+}
+
+}  // namespace NboAttrLog
+}  // namespace Orv
