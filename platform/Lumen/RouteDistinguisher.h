@@ -39,6 +39,8 @@ class IPMODEL_API RouteDistinguisher {
   static RouteDistinguisher type2(std::uint32_t asn, std::uint16_t number);
   // Whether the eight bytes form a value this class accepts (see above).
   static bool isValidBytes(const Bytes& bytes) noexcept;
+  // Throws Orv::RangeException unless isValidBytes(bytes).
+  static RouteDistinguisher fromBytes(const Bytes& bytes);
 
   constexpr std::uint16_t type() const { return std::uint16_t(bytes_[0] << 8 | bytes_[1]); }
   constexpr const Bytes& bytes() const { return bytes_; }
