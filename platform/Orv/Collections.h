@@ -1,0 +1,210 @@
+// The framework's collections:
+//
+//   Orv::RbTreeMap<K, V>            ordered by K's operator< (RbTreeMap.h)
+//   Orv::HashMap2018<K, V>          hashed, one separate node per member (HashMap.h)
+//   Orv::HashMap<K, E, KeyOf>       hashed, the chain link lives in the member (HashMap.h)
+//
+// A set is a map to Orv::Unit.
+//
+// What the three share:
+// - size(), empty(), version(). The version is a change counter bumped by
+//   every insert and every removal (not by assigning a stored value).
+// - find(key) returns a pointer to the stored value (the member for
+//   HashMap), or null.
+// - insert adds a member when its key is absent and never replaces one.
+// - extract(key) unlinks a member and returns a counted reference that keeps
+//   key and value alive until it is dropped, so the caller can report the
+//   removal first.
+// - delAll(removed) removes every member, reporting each with removed(key,
+//   value) (value is V& in the maps, E& in HashMap) while it is still alive.
+//   A callback may insert or remove members: the walk then continues with
+//   the first member after the removed one, so members inserted before it
+//   survive and members inserted after it are removed too.
+// - Iterators hold a counted reference to their current member plus the
+//   version they saw. The member outlives its removal while an iterator is
+//   on it, and ++ after any change moves to the first member after the
+//   current key. Dereferencing gives the node (key(), value()) in the maps
+//   and the member (E&) in HashMap; the iterator itself also answers key()
+//   and value().
+// - Nodes of RbTreeMap and HashMap2018 are small reference-counted objects
+//   (count inside, no virtual functions) allocated through
+//   Orv::AllocTracked<Node>, so allocTrack<Map::Node>() counts them.
+//
+// Costs: insert allocates one node (HashMap: none) plus, in the hashed maps,
+// an occasional doubling of the bucket array; find, extract, delAll and
+// iteration allocate nothing. Collections take no locks; node counts follow
+// the thread-safe-pointers switch like every other count.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <type_traits>
+#include <utility>
+
+#include <ipmodel/Orv/AllocTrack.h>
+#include <ipmodel/Orv/Assert.h>
+#include <ipmodel/Orv/Hash.h>
+#include <ipmodel/Orv/Ptr.h>
+
+namespace Orv {
+
+// The value type of a set.
+struct Unit {
+  bool operator==(const Unit&) const { return true; }
+};
+
+namespace detail {
+
+inline void collRefInc(std::uint32_t& refs) {
+  if (threadSafePtrs) [[unlikely]] {
+    std::atomic_ref<std::uint32_t>(refs).fetch_add(1, std::memory_order_relaxed);
+  } else {
+    ++refs;
+  }
+}
+
+// True when the last reference went.
+inline bool collRefDec(std::uint32_t& refs) {
+  if (threadSafePtrs) [[unlikely]] {
+    return std::atomic_ref<std::uint32_t>(refs).fetch_sub(1, std::memory_order_acq_rel) == 1;
+  }
+  return --refs == 0;
+}
+
+}  // namespace detail
+
+// A counted reference to a collection node (Map::NodeRef). The collection
+// holds one reference per member; the node is freed when the last goes.
+template <class Node>
+class CollNodeRef {
+ public:
+  CollNodeRef() noexcept = default;
+  explicit CollNodeRef(Node* n) noexcept : n_(n) {
+    if (n_) detail::collRefInc(n_->refs_);
+  }
+  CollNodeRef(const CollNodeRef& o) noexcept : CollNodeRef(o.n_) {}
+  CollNodeRef(CollNodeRef&& o) noexcept : n_(std::exchange(o.n_, nullptr)) {}
+  CollNodeRef& operator=(const CollNodeRef& o) noexcept {
+    CollNodeRef(o).swap(*this);
+    return *this;
+  }
+  CollNodeRef& operator=(CollNodeRef&& o) noexcept {
+    CollNodeRef(std::move(o)).swap(*this);
+    return *this;
+  }
+  ~CollNodeRef() { reset(); }
+
+  // Takes over a reference the caller already owns (the collection's, when
+  // it unlinks a node).
+  static CollNodeRef adopt(Node* n) noexcept {
+    CollNodeRef r;
+    r.n_ = n;
+    return r;
+  }
+
+  void reset() noexcept {
+    if (Node* n = std::exchange(n_, nullptr); n && detail::collRefDec(n->refs_)) delete n;
+  }
+  void swap(CollNodeRef& o) noexcept { std::swap(n_, o.n_); }
+
+  Node* ptr() const noexcept { return n_; }
+  explicit operator bool() const noexcept { return n_ != nullptr; }
+  Node& operator*() const noexcept { return *n_; }
+  Node* operator->() const noexcept { return n_; }
+  const auto& key() const {
+    ORV_ASSERT(n_ != nullptr);
+    return n_->key();
+  }
+  auto& value() const {
+    ORV_ASSERT(n_ != nullptr);
+    return n_->value();
+  }
+
+ private:
+  Node* n_ = nullptr;
+};
+
+// The iterator of every collection. Map supplies:
+//   Elem, Holder           member type and counted reference to one
+//   elemKey(e), elemValue(e)
+//   nextElem(e)            successor of a member that is still linked
+//   elemAfter(e)           first member after e's key (e may be unlinked)
+//   firstElem(), version()
+template <class Map, bool Const>
+class CollIter {
+  using MapT = std::conditional_t<Const, const Map, Map>;
+  using Elem = typename Map::Elem;
+  using Holder = typename Map::Holder;
+
+ public:
+  using iterator_category = std::forward_iterator_tag;
+  using value_type = Elem;
+  using difference_type = std::ptrdiff_t;
+  using reference = std::conditional_t<Const, const Elem&, Elem&>;
+  using pointer = std::conditional_t<Const, const Elem*, Elem*>;
+
+  CollIter() = default;
+  CollIter(MapT* map, Elem* e) : map_(map), at_(e), version_(map->version()) {}
+  // iterator converts to const_iterator.
+  operator CollIter<Map, true>() const  // NOLINT
+      requires(!Const) {
+    CollIter<Map, true> r;
+    r.map_ = map_;
+    r.at_ = at_;
+    r.version_ = version_;
+    return r;
+  }
+
+  reference operator*() const {
+    ORV_ASSERT(at_);
+    return *at_.ptr();
+  }
+  pointer operator->() const {
+    ORV_ASSERT(at_);
+    return at_.ptr();
+  }
+  decltype(auto) key() const {
+    ORV_ASSERT(at_);
+    return Map::elemKey(*at_.ptr());
+  }
+  auto& value() const {
+    ORV_ASSERT(at_);
+    return Map::elemValue(static_cast<reference>(*at_.ptr()));
+  }
+
+  CollIter& operator++() {
+    ORV_ASSERT(at_);
+    if (map_->version() == version_) {
+      at_ = Holder(map_->nextElem(at_.ptr()));
+    } else {
+      at_ = Holder(map_->elemAfter(*at_.ptr()));
+      version_ = map_->version();
+    }
+    return *this;
+  }
+  CollIter operator++(int) {
+    CollIter r = *this;
+    ++*this;
+    return r;
+  }
+
+  template <bool C>
+  bool operator==(const CollIter<Map, C>& o) const {
+    return at_.ptr() == o.at_.ptr();
+  }
+
+ private:
+  template <class, bool>
+  friend class CollIter;
+
+  MapT* map_ = nullptr;
+  Holder at_;
+  std::uint64_t version_ = 0;
+};
+
+}  // namespace Orv
+
+#include <ipmodel/Orv/HashMap.h>
+#include <ipmodel/Orv/RbTreeMap.h>
