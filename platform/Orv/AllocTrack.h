@@ -63,20 +63,22 @@ AllocTrackTypeInfo& allocTrack() {
   return detail::AllocTrackHolder<T>::info();
 }
 
+namespace detail {
+// Out of line so that the pairing of allocation and release stays opaque to
+// the optimiser (the class-specific operators below wrap the global ones).
+IPMODEL_API void* trackedAlloc(AllocTrackTypeInfo& t, std::size_t n);
+IPMODEL_API void trackedFree(AllocTrackTypeInfo& t, void* p, std::size_t n) noexcept;
+}  // namespace detail
+
 // Mix into a class to route its heap allocations through T's tracker:
 //   class Foo : public Orv::AllocTracked<Foo> { ... };
 // With a virtual destructor, `delete` of a derived object frees through the
 // most-derived class's operator delete, so the bytes match.
 template <class T>
 struct AllocTracked {
-  static void* operator new(std::size_t n) {
-    void* p = ::operator new(n);
-    allocTrack<T>().allocated(n);
-    return p;
-  }
+  static void* operator new(std::size_t n) { return detail::trackedAlloc(allocTrack<T>(), n); }
   static void operator delete(void* p, std::size_t n) noexcept {
-    allocTrack<T>().freed(n);
-    ::operator delete(p);
+    detail::trackedFree(allocTrack<T>(), p, n);
   }
 };
 

@@ -24,6 +24,18 @@ void assertFail(const char* expr, const char* file, int line, const char* functi
   std::abort();
 }
 
+namespace detail {
+void* trackedAlloc(AllocTrackTypeInfo& t, std::size_t n) {
+  void* p = ::operator new(n);
+  t.allocated(n);
+  return p;
+}
+void trackedFree(AllocTrackTypeInfo& t, void* p, std::size_t n) noexcept {
+  t.freed(n);
+  ::operator delete(p, n);
+}
+}  // namespace detail
+
 namespace {
 std::vector<AllocTrackTypeInfo*>& registry() {
   static auto* r = new std::vector<AllocTrackTypeInfo*>();  // never freed: trackers outlive all

@@ -1,0 +1,245 @@
+"""One emitter per attribute kind. Each returns named sections; the type
+emitters only concatenate them."""
+
+from dataclasses import dataclass, field
+
+from . import names as N
+from .typesys import cpp_string
+
+
+@dataclass
+class Sections:
+    public: list = field(default_factory=list)  # class body, public
+    members: list = field(default_factory=list)  # class body, private data
+    handlers: list = field(default_factory=list)  # notifiee virtual handlers
+    immediate: list = field(default_factory=list)  # calls made when a notifiee attaches
+    inline: list = field(default_factory=list)  # header, after every class
+    source: list = field(default_factory=list)  # .cpp definitions
+    desc: list = field(default_factory=list)  # descriptor rows
+    dispatch: list = field(default_factory=list)  # generic access cases
+    ctor_check: list = field(default_factory=list)  # constructor range checks
+    dtor: list = field(default_factory=list)  # destructor statements
+
+    def add(self, other):
+        for k in self.__dataclass_fields__:
+            getattr(self, k).extend(getattr(other, k))
+
+
+CATEGORY = {
+    "key": "key",
+    "stored": "stored",
+    "constant": "constant",
+    "computed": "computed",
+    "collection": "collection",
+    "pointer": "pointer",
+}
+
+
+def desc_row(a, value_type, key_type=None, coll_kind=None):
+    k = cpp_string(key_type) if key_type else "nullptr"
+    ck = cpp_string(coll_kind) if coll_kind else "nullptr"
+    w = "true" if a.writable else "false"
+    return (
+        f"{{{cpp_string(a.name)}, {a.id}, Orv::AttrCategory::{CATEGORY[a.category]}, {w}, "
+        f"{cpp_string(value_type)}, {k}, {ck}}},"
+    )
+
+
+def echo(a):
+    return f"// {a.line}"
+
+
+def notify_stmt(handler_call):
+    return f"orvNotify<NotifieeConst>([&](NotifieeConst& n) {{ n.{handler_call}; }});"
+
+
+def getter_ret(a):
+    return a.cpp if (a.type is not None and a.type.by_value) else f"const {a.cpp}&"
+
+
+class ScalarEmitter:
+    """key, stored, pointer, constant and computed attributes of entities."""
+
+    def __init__(self, a, owner):
+        self.a, self.o = a, owner
+
+    def sections(self):
+        a, o = self.a, self.o
+        s = Sections()
+        m = N.member(a.name)
+        s.public.append(echo(a))
+        vt = a.cpp
+        if a.category == "constant":
+            s.public.append(f"static {a.cpp} {a.name}() {{ return {a.default}; }}")
+            s.desc.append(desc_row(a, vt))
+            s.dispatch.append(f"case {a.id}: return Orv::frame::attrGet(op, arg, {a.name}());")
+            return s
+        if a.category == "computed":
+            s.public.append(f"{a.cpp} {a.name}() const;  // hand-written")
+            if a.writable:
+                s.public.append(f"void {N.setter(a.name)}({a.param});  // hand-written")
+                s.dispatch.append(
+                    f"case {a.id}: return Orv::frame::attrStored(op, arg, {a.name}(), "
+                    f"[&](const {a.cpp}& v) {{ {N.setter(a.name)}(v); }});"
+                )
+            else:
+                s.dispatch.append(f"case {a.id}: return Orv::frame::attrGet(op, arg, {a.name}());")
+            s.desc.append(desc_row(a, vt))
+            return s
+        s.public.append(f"{getter_ret(a)} {a.name}() const {{ return {m}; }}")
+        init = f" = {a.default}" if a.default is not None else ("{}" if a.type is not None and a.type.by_value else "")
+        s.members.append(f"{a.cpp} {m}{init};")
+        s.desc.append(desc_row(a, vt))
+        if a.category == "key":
+            s.dispatch.append(f"case {a.id}: return Orv::frame::attrGet(op, arg, {m});")
+            return s
+        # stored or pointer: setter with compare, store, notify
+        s.public.append(f"void {N.setter(a.name)}({a.param});")
+        s.handlers.append(f"virtual void {N.handler(a.name)}() {{}}")
+        body = [f"if ({m} == v) return;", f"{m} = v;"]
+        if a.range_max is not None:
+            cond = f"v > {a.range_max}"
+            if a.range_min is not None and a.range_min != "0":
+                cond = f"v < {a.range_min} || {cond}"
+            body.append(f"if ({cond}) throw Orv::RangeException({cpp_string(a.range_message)});")
+            s.ctor_check.append(f"if ({m} > {a.range_max}) throw Orv::RangeException({cpp_string(a.range_message)});")
+        body.append(notify_stmt(f"{N.handler(a.name)}()"))
+        s.source.append(
+            f"{echo(a)}\nvoid {o.qname}::{N.setter(a.name)}({a.param} v) {{\n"
+            + "\n".join("  " + l for l in body)
+            + "\n}"
+        )
+        s.dispatch.append(
+            f"case {a.id}: return Orv::frame::attrStored(op, arg, {m}, "
+            f"[&](const {a.cpp}& v) {{ {N.setter(a.name)}(v); }});"
+        )
+        return s
+
+
+class CollectionEmitter:
+    def __init__(self, a, owner):
+        self.a, self.o = a, owner
+        self.c = a.coll
+
+    def sections(self):
+        a, o, c = self.a, self.o, self.c
+        s = Sections()
+        m = N.member(a.name)
+        K = c.key.cpp
+        kp = c.key.param
+        q = o.qname
+        is_, del_, delall, notify = N.setter(a.name), N.deleter(a.name), N.delete_all(a.name), N.notify(a.name)
+        mt = c.member_cpp
+        s.public.append(echo(a))
+        s.members.append(f"{c.cpp} {m};")
+        s.handlers.append(f"virtual void {N.handler(a.name)}({kp}) {{}}")
+        s.handlers.append(f"virtual void {N.immediate_handler(a.name)}() {{}}")
+        s.handlers.append(f"virtual void {N.handler(a.name)}() {{}}")
+        s.immediate.append(f"{N.immediate_handler(a.name)}();")
+        value_type = {"set": c.key.cpp, "new": c.elem.qname if c.elem else "", "ptrby": mt}.get(c.shape, mt)
+        s.desc.append(desc_row(a, value_type, c.key.cpp, c.kind_name))
+        # lookup and iteration
+        s.public.append(f"const {c.cpp}& {a.name}() const {{ return {m}; }}")
+        s.public.append(f"{mt} {a.name}({kp} k) const;")
+        if c.shape == "set":
+            look = f"return {m}.find(k) != nullptr;"
+        elif c.shape == "new" and c.order == "hashed":
+            look = f"return {mt}(const_cast<{c.elem.qname}*>({m}.find(k)));"
+        else:
+            look = f"auto* p = {m}.find(k);\n  return p ? *p : {mt}();"
+        s.inline.append(f"inline {mt} {q}::{a.name}({kp} k) const {{\n  {look}\n}}")
+        s.public.append(f"void {notify}({kp} k) const;")
+        s.source.append(f"void {q}::{notify}({kp} k) const {{ {notify_stmt(f'{N.handler(a.name)}(k)')} }}")
+        # mutators
+        orphan = ""
+        if c.shape == "new":
+            orphan = "->parentIs(nullptr)" if c.order == "ordered" else ".parentIs(nullptr)"
+        if c.shape == "map":
+            V = c.value
+            s.public.append(f"void {is_}({kp} k, {V.param} v);")
+            s.source.append(
+                f"{echo(a)}\nvoid {q}::{is_}({kp} k, {V.param} v) {{\n"
+                f"  if (auto* p = {m}.find(k)) {{\n    if (*p == v) return;\n    *p = v;\n  }} else {{\n"
+                f"    {m}.insert(k, v);\n  }}\n  {notify}(k);\n}}"
+            )
+            set_arg = f"{is_}(arg.key.as<{K}>(), arg.value.as<{V.cpp}>()); return true;"
+        elif c.shape == "set":
+            s.public.append(f"void {is_}({kp} k);")
+            s.source.append(
+                f"{echo(a)}\nvoid {q}::{is_}({kp} k) {{\n"
+                f"  if ({m}.insert(k, Orv::Unit{{}}).second) {notify}(k);\n}}"
+            )
+            set_arg = f"{is_}(arg.key.as<{K}>()); return true;"
+        elif c.shape == "by":
+            V = c.value
+            s.public.append(f"void {is_}({V.param} v);")
+            s.source.append(
+                f"{echo(a)}\nvoid {q}::{is_}({V.param} v) {{\n"
+                f"  const {K} k = v.{c.by}();\n"
+                f"  if (auto* p = {m}.find(k)) {{\n    if (*p == v) return;\n    *p = v;\n  }} else {{\n"
+                f"    {m}.insert(k, v);\n  }}\n  {notify}(k);\n}}"
+            )
+            set_arg = f"{is_}(arg.value.as<{V.cpp}>()); return true;"
+        elif c.shape == "ptrby":
+            s.public.append(f"void {is_}(const {mt}& v);")
+            msg = cpp_string(N.null_message(q, a.name))
+            s.source.append(
+                f"{echo(a)}\nvoid {q}::{is_}(const {mt}& v) {{\n"
+                f"  if (!v) throw Orv::RangeException({msg});\n"
+                f"  const {K} k = v->{c.by}();\n"
+                f"  if (auto* p = {m}.find(k)) {{\n    if (*p == v) return;\n"
+                f"    ORV_ASSERT((*p)->{c.by}() == k);\n    *p = v;\n  }} else {{\n"
+                f"    {m}.insert(k, v);\n  }}\n  {notify}(k);\n}}"
+            )
+            set_arg = f"{is_}(arg.value.as<{mt}>()); return true;"
+        else:  # new
+            e = c.elem
+            extra = c.extra
+            params = ", ".join([f"{kp} k"] + [f"{x.param} {x.name}" for x in extra])
+            args = ", ".join(["k"] + [x.name for x in extra])
+            s.public.append(f"{mt} {is_}({params});")
+            checks = "".join(
+                f"    Orv::frame::checkReinstantiate(*p, {cpp_string(x.name)}, p->{x.name}(), {x.name});\n"
+                for x in extra
+            )
+            found = "auto* p = " + (f"{m}.find(k)" if c.order == "hashed" else f"{m}.find(k) ? {m}.find(k)->ptr() : nullptr")
+            insert = f"{m}.insert(e);" if c.order == "hashed" else f"{m}.insert(k, e);"
+            s.source.append(
+                f"{echo(a)}\n{mt} {q}::{is_}({params}) {{\n"
+                f"  if ({found}) {{\n{checks}    return {mt}(p);\n  }}\n"
+                f"  {mt} e = {e.qname}::{N.type_is(e.name)}({args});\n"
+                f"  {insert}\n  e->parentIs(this, {a.id});\n  {notify}(k);\n  return e;\n}}"
+            )
+            set_arg = f"{is_}(arg.key.as<{K}>()); return true;" if not extra else "return false;"
+            s.dtor.append(f"Orv::frame::orphanAll({m});")
+        # removal
+        if c.shape == "set":
+            del_ret, del_body = "bool", f"  if (!{m}.extract(k)) return false;\n  {notify}(k);\n  return true;"
+        elif c.shape == "new" and c.order == "hashed":
+            del_ret = mt
+            del_body = f"  {mt} r = {m}.extract(k);\n  if (!r) return r;\n  r->parentIs(nullptr);\n  {notify}(k);\n  return r;"
+        else:
+            del_ret = mt
+            fix = "\n  r.value()->parentIs(nullptr);" if c.shape == "new" else ""
+            del_body = (
+                f"  auto r = {m}.extract(k);\n  if (!r) return {mt}();{fix}\n  {notify}(k);\n"
+                f"  return r.value();"
+            )
+        s.public.append(f"{del_ret} {del_}({kp} k);")
+        s.public.append(f"void {delall}();")
+        s.source.append(f"{del_ret} {q}::{del_}({kp} k) {{\n{del_body}\n}}")
+        each = f"[&](const {K}& k, auto& v) {{\n    (void)v;\n" + (f"    v{orphan};\n" if orphan else "") + f"    {notify}(k);\n  }}"
+        s.source.append(f"void {q}::{delall}() {{\n  {m}.delAll({each});\n}}")
+        s.dispatch.append(
+            f"case {a.id}:\n  return Orv::frame::attrColl<{K}>(\n"
+            f"      op, arg, {m}, [&]({kp} k) {{ return {a.name}(k); }},\n"
+            f"      [&](Orv::AttrArg& arg) {{ {set_arg} }},\n"
+            f"      [&]({kp} k) {{ return {del_}(k); }}, [&] {{ {delall}(); }});"
+        )
+        return s
+
+
+def attr_emitter(a, owner):
+    if a.coll is not None:
+        return CollectionEmitter(a, owner)
+    return ScalarEmitter(a, owner)

@@ -1,0 +1,81 @@
+// Generic attribute access: read and change any attribute of any entity by
+// its identifier, with values carried as type-erased Orv::Value. Attribute
+// logs, the state database, tools and language bindings build on this.
+#pragma once
+
+#include <any>
+#include <cstdint>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include <ipmodel/Orv/Exception.h>
+#include <ipmodel/Orv/Export.h>
+#include <ipmodel/Orv/String.h>
+
+namespace Orv {
+
+enum class AttrOp : std::uint8_t {
+  get,       // value <- the attribute (or the constant)
+  set,       // the attribute <- value (calls xIs)
+  collGet,   // value <- member under key; found <- whether present
+  collSet,   // member under key <- value (for sets and keyed values the value alone)
+  collDel,   // remove the member under key; value <- the removed value
+  collDelAll,
+  collCount,  // count <- number of members
+  collKeys,   // keys <- every key in collection order
+};
+
+// A value of any attribute type. It remembers how to print itself, so tools
+// can show a value without knowing its type.
+class IPMODEL_API Value {
+ public:
+  Value() = default;
+  template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, Value>>>
+  Value(T&& v);  // NOLINT: implicit, any attribute value converts
+
+  bool empty() const { return !v_.has_value(); }
+  const std::type_info& type() const { return v_.type(); }
+  template <class T>
+  bool is() const {
+    return v_.type() == typeid(T);
+  }
+  // The held value; a value of another type raises RangeException.
+  template <class T>
+  const T& as() const {
+    const T* p = std::any_cast<T>(&v_);
+    if (p == nullptr) {
+      throw RangeException(std::string("attribute value of type ") + v_.type().name() +
+                           " used as " + typeid(T).name());
+    }
+    return *p;
+  }
+  // Textual form of the held value ("" when empty).
+  String strep() const { return strep_ ? strep_(v_) : String(); }
+
+ private:
+  std::any v_;
+  String (*strep_)(const std::any&) = nullptr;
+};
+
+// Arguments and results of one generic access.
+class AttrArg {
+ public:
+  Value key;
+  Value value;
+  bool found = false;
+  std::uint64_t count = 0;
+  std::vector<Value> keys;
+};
+
+}  // namespace Orv
+
+#include <ipmodel/Orv/Strep.h>
+
+namespace Orv {
+template <class T, class>
+Value::Value(T&& v)
+    : v_(std::decay_t<T>(std::forward<T>(v))),
+      strep_([](const std::any& a) -> String { return valueToStrep(std::any_cast<const std::decay_t<T>&>(a)); }) {}
+}  // namespace Orv

@@ -1,0 +1,116 @@
+// Entities, notifiee lists, generic access of the base attributes.
+#include <ipmodel/Orv/Assert.h>
+#include <ipmodel/Orv/Attr.h>
+#include <ipmodel/Orv/Entity.h>
+
+namespace Orv {
+
+namespace detail {
+NotifyCursor*& notifyCursors() {
+  static thread_local NotifyCursor* top __attribute__((tls_model("initial-exec"))) = nullptr;
+  return top;
+}
+}  // namespace detail
+
+NotifieeConst::~NotifieeConst() { unlink(); }
+
+void NotifieeConst::unlink() {
+  const Entity* e = notifier_.ptr();
+  if (e == nullptr) return;
+  // Any notification loop about to visit this notifiee skips to the next.
+  for (auto* c = detail::notifyCursors(); c != nullptr; c = c->outer) {
+    if (c->next == this) c->next = next_;
+  }
+  auto* self = const_cast<Entity*>(e);
+  if (self->notifiees_ == this) {
+    self->notifiees_ = next_;
+    if (next_ != nullptr) next_->prev_ = prev_;  // new head keeps the tail
+  } else {
+    prev_->next_ = next_;
+    if (next_ != nullptr) {
+      next_->prev_ = prev_;
+    } else {
+      self->notifiees_->prev_ = prev_;  // removed the tail
+    }
+  }
+  next_ = prev_ = nullptr;
+  notifier_ = nullptr;  // may destroy the entity: last
+}
+
+bool NotifieeConst::notifierIsBase(const Entity* e) {
+  if (e == notifier_.ptr()) return false;
+  unlink();
+  if (e == nullptr) return true;
+  notifier_ = Ptr<const Entity>(e);
+  auto* self = const_cast<Entity*>(e);
+  // Append at the tail so notifiees are visited in the order they attached.
+  if (self->notifiees_ == nullptr) {
+    self->notifiees_ = this;
+    prev_ = this;
+  } else {
+    NotifieeConst* tail = self->notifiees_->prev_;
+    tail->next_ = this;
+    prev_ = tail;
+    self->notifiees_->prev_ = this;
+  }
+  next_ = nullptr;
+  orvImmediate();
+  return true;
+}
+
+Entity::~Entity() { ORV_ASSERT(notifiees_ == nullptr); }
+
+std::size_t Entity::notifieeCount() const {
+  std::size_t n = 0;
+  for (auto* p = notifiees_; p != nullptr; p = p->next_) ++n;
+  return n;
+}
+
+String Entity::parentAttrName() const {
+  if (parent_ == nullptr || parentAttrId_ == 0) return String();
+  const AttrDesc* a = parent_->fwkType().attr(parentAttrId_);
+  return a ? String(a->name) : String();
+}
+
+String Entity::fullName() const {
+  if (parent_ == nullptr) return "/" + keyStrep();
+  String p = parent_->fullName();
+  if (p.empty() || p.back() != '/') p += '/';
+  String attr = parentAttrName();
+  if (!attr.empty()) p += attr + "/";
+  return p + keyStrep();
+}
+
+int Entity::orvAttr(AttrOp op, std::uint16_t id, AttrArg& arg) {
+  switch (id) {
+    case AttrId::name:
+    case AttrId::fullName:
+    case AttrId::parent:
+    case AttrId::parentAttrName:
+    case AttrId::entity:
+      break;
+    default:
+      return 2;
+  }
+  if (op != AttrOp::get) return 1;
+  switch (id) {
+    case AttrId::name:
+      arg.value = name();
+      break;
+    case AttrId::fullName:
+      arg.value = fullName();
+      break;
+    case AttrId::parent:
+      arg.value = Ptr<Entity>(parent_);
+      break;
+    case AttrId::parentAttrName:
+      arg.value = parentAttrName();
+      break;
+    default:
+      arg.value = Ptr<Entity>(this);
+      break;
+  }
+  return 0;
+}
+
+}  // namespace Orv

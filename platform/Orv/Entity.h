@@ -1,0 +1,150 @@
+// Entities and their notifiee lists.
+//
+// An entity is a reference-counted model object with a type descriptor, a
+// parent (the entity whose instantiating collection created it), a
+// notification-active flag and a list of notifiees (reactors). Every
+// successful change visits the list synchronously, and only when it is
+// non-empty.
+//
+// Notifiees are ordinary objects: on the stack, members, or counted. One
+// attaches with notifierIs(p) and detaches with notifierIs(nullptr) or by its
+// destruction. A notifiee holds a counted pointer to its notifier, so the
+// notifier outlives every attached notifiee. Handlers may attach and detach
+// notifiees (themselves included) and change the notifier while it notifies.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include <ipmodel/Orv/Collections.h>
+#include <ipmodel/Orv/Export.h>
+#include <ipmodel/Orv/Ptr.h>
+#include <ipmodel/Orv/String.h>
+#include <ipmodel/Orv/Type.h>
+
+namespace Orv {
+
+class Entity;
+class AttrArg;
+enum class AttrOp : std::uint8_t;
+
+class IPMODEL_API NotifieeConst {
+ public:
+  NotifieeConst() = default;
+  NotifieeConst(const NotifieeConst&) = delete;
+  NotifieeConst& operator=(const NotifieeConst&) = delete;
+  virtual ~NotifieeConst();
+
+  const Entity* notifierEntity() const { return notifier_.ptr(); }
+  bool attached() const { return notifier_.ptr() != nullptr; }
+
+ protected:
+  // Detaches from the current notifier (if any) and attaches to e (if not
+  // null). Returns false when e is already the notifier (nothing done).
+  bool notifierIsBase(const Entity* e);
+  // Runs once after each attach: the immediate handlers of the collections.
+  virtual void orvImmediate() {}
+
+ private:
+  friend class Entity;
+  void unlink();
+
+  Ptr<const Entity> notifier_;
+  NotifieeConst* next_ = nullptr;
+  NotifieeConst* prev_ = nullptr;  // the head's prev_ is the tail
+};
+
+namespace detail {
+// Cursors of the notification loops running on this thread, innermost first:
+// a notifiee that detaches while a loop is about to visit it moves the
+// cursor past itself.
+struct NotifyCursor {
+  NotifieeConst* next;
+  NotifyCursor* outer;
+};
+IPMODEL_API NotifyCursor*& notifyCursors();
+}  // namespace detail
+
+class IPMODEL_API Entity : public PtrInterface, public HashLink {
+ public:
+  Entity(const Entity&) = delete;
+  Entity& operator=(const Entity&) = delete;
+
+  virtual const TypeDesc& fwkType() const = 0;
+  // The entity's name; keyed entities answer an empty name.
+  virtual Name name() const { return Name(); }
+  // The textual form of the entity's identity inside its parent: its name,
+  // or its key for keyed entities.
+  virtual String keyStrep() const { return name(); }
+  // "/" for a root, else the parent's full name, the collection attribute's
+  // name and the key, joined by "/": "/ipConfig/ipIntfConfig/Ethernet1".
+  String fullName() const;
+
+  Entity* parent() const { return parent_; }
+  // The name of the parent's attribute that holds this entity ("" without one).
+  String parentAttrName() const;
+  void parentIs(Entity* parent, std::uint16_t parentAttrId = 0) {
+    parent_ = parent;
+    parentAttrId_ = parent ? parentAttrId : 0;
+  }
+
+  bool notificationActive() const { return notificationActive_; }
+  void hasNotificationActiveIs(bool on) { notificationActive_ = on; }
+  bool hasNotifiees() const { return notifiees_ != nullptr; }
+  std::size_t notifieeCount() const;
+
+  virtual bool orvHasAttrLogInterface() const { return false; }
+  virtual bool hasBackupSupport() const { return false; }
+
+  // Generic attribute access: 0 done, 1 the operation does not apply to that
+  // attribute, 2 the type has no attribute with that identifier.
+  virtual int orvAttr(AttrOp op, std::uint16_t id, AttrArg& arg);
+
+ protected:
+  Entity() = default;
+  ~Entity() override;
+
+  // Calls f(n) for every notifiee n (all of notifiee type N), when
+  // notification is active and the list is non-empty.
+  template <class N, class F>
+  void orvNotify(F&& f) const {
+    if (notifiees_ != nullptr && notificationActive_) orvNotifyAll<N>(f);
+  }
+
+ private:
+  friend class NotifieeConst;
+
+  template <class N, class F>
+  void orvNotifyAll(F& f) const {
+    Ptr<const Entity> keep(this);  // a handler may drop the last outside reference
+    detail::NotifyCursor*& top = detail::notifyCursors();
+    detail::NotifyCursor cursor{nullptr, top};
+    top = &cursor;
+    struct Pop {
+      detail::NotifyCursor*& top;
+      detail::NotifyCursor* outer;
+      ~Pop() { top = outer; }
+    } pop{top, cursor.outer};
+    for (NotifieeConst* n = notifiees_; n != nullptr; n = cursor.next) {
+      cursor.next = n->next_;
+      f(static_cast<N&>(*n));
+    }
+  }
+
+  NotifieeConst* notifiees_ = nullptr;
+  Entity* parent_ = nullptr;  // not counted: the parent owns the child
+  std::uint16_t parentAttrId_ = 0;
+  bool notificationActive_ = false;
+};
+
+// Allocates an entity of type T through its tracked operator new, takes a
+// counted pointer and switches notification on. If the constructor throws,
+// the allocation is withdrawn before the exception passes on.
+template <class T, class... A>
+Ptr<T> entityIs(A&&... args) {
+  Ptr<T> p(new T(std::forward<A>(args)...));
+  p->hasNotificationActiveIs(true);
+  return p;
+}
+
+}  // namespace Orv

@@ -1,0 +1,129 @@
+// Runtime of generated model code. Generated classes call these templates,
+// so each attribute costs a few generated lines: the shared mechanics of
+// generic access, instantiating collections and value-type collections live
+// here once.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+#include <ostream>
+#include <string>
+#include <tuple>
+
+#include <ipmodel/Orv/AllocTrack.h>
+#include <ipmodel/Orv/Assert.h>
+#include <ipmodel/Orv/Attr.h>
+#include <ipmodel/Orv/Collections.h>
+#include <ipmodel/Orv/Entity.h>
+#include <ipmodel/Orv/Enum.h>
+#include <ipmodel/Orv/Exception.h>
+#include <ipmodel/Orv/NboAttrLog.h>
+#include <ipmodel/Orv/Ptr.h>
+#include <ipmodel/Orv/Strep.h>
+#include <ipmodel/Orv/String.h>
+#include <ipmodel/Orv/Type.h>
+#include <ipmodel/Orv/ValueType.h>
+
+namespace Orv {
+
+namespace frame {
+
+// --- generic attribute access ---------------------------------------------
+
+// Key, constant and read-only computed attributes: get only.
+template <class T>
+int attrGet(AttrOp op, AttrArg& a, const T& v) {
+  if (op != AttrOp::get) return 1;
+  a.value = v;
+  return 0;
+}
+
+// Stored, pointer and writable computed attributes.
+template <class T, class Set>
+int attrStored(AttrOp op, AttrArg& a, const T& current, Set&& set) {
+  if (op == AttrOp::get) {
+    a.value = current;
+    return 0;
+  }
+  if (op == AttrOp::set) {
+    set(a.value.as<T>());
+    return 0;
+  }
+  return 1;
+}
+
+namespace detail {
+template <class C>
+void collQuery(AttrOp op, AttrArg& a, const C& c) {
+  if (op == AttrOp::collCount) {
+    a.count = c.size();
+  } else {
+    a.keys.clear();
+    for (auto it = c.begin(); it != c.end(); ++it) a.keys.emplace_back(it.key());
+  }
+}
+}  // namespace detail
+
+// Collections. get(key) returns the member (found = the key is present);
+// set(arg) performs collSet from the argument (the key, value or both, as the
+// collection's kind takes them) and returns false when collSet does not apply.
+template <class K, class C, class Get, class Set, class Del, class DelAll>
+int attrColl(AttrOp op, AttrArg& a, const C& c, Get&& get, Set&& set, Del&& del,
+             DelAll&& delAll) {
+  switch (op) {
+    case AttrOp::collGet: {
+      const K& k = a.key.as<K>();
+      a.found = c.find(k) != nullptr;
+      a.value = get(k);
+      return 0;
+    }
+    case AttrOp::collSet:
+      return set(a) ? 0 : 1;
+    case AttrOp::collDel:
+      a.value = del(a.key.as<K>());
+      return 0;
+    case AttrOp::collDelAll:
+      delAll();
+      return 0;
+    case AttrOp::collCount:
+    case AttrOp::collKeys:
+      detail::collQuery(op, a, c);
+      return 0;
+    default:
+      return 1;
+  }
+}
+
+// --- instantiating collections -------------------------------------------
+
+[[noreturn]] IPMODEL_API void reinstantiateFail(const Entity& member, const char* attr,
+                                                const String& passed, const String& current);
+
+// Throws NameInUseException when a further constructor parameter differs
+// from the member's.
+template <class T>
+void checkReinstantiate(const Entity& member, const char* attr, const T& current,
+                        const T& passed) {
+  if (!(current == passed)) {
+    reinstantiateFail(member, attr, valueToStrep(passed), valueToStrep(current));
+  }
+}
+
+// Clears the parent of every member an entity's instantiating collection
+// holds, before the collection lets go of them (members may live on).
+template <class K, class E, class KeyOf>
+void orphanAll(HashMap<K, E, KeyOf>& c) {
+  for (E& e : c) e.parentIs(nullptr);
+}
+template <class K, class E>
+void orphanAll(RbTreeMap<K, Ptr<E>>& c) {
+  for (auto it = c.begin(); it != c.end(); ++it) it.value()->parentIs(nullptr);
+}
+
+// --- enumerations in attribute logs ----------------------------------------
+
+IPMODEL_API std::uint32_t enumRead(NboAttrLog::In& in, const TypeDesc& t);
+
+}  // namespace frame
+}  // namespace Orv
