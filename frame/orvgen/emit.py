@@ -268,7 +268,7 @@ def emit_entity(e):
         inits = [f"{N.member(p.name)}({p.name})" for p in e.params]
         k = e.key
         keyof = (
-            f"struct OrvKeyOf {{\n    static const {k.cpp}& key(const {name}& e) {{ return e.{N.member(k.name)}; }}\n  }};"
+            f"struct OrvKeyOf {{\n  static const {k.cpp}& key(const {name}& e) {{ return e.{N.member(k.name)}; }}\n}};"
         )
     public = s.public + list(e.hands)
     if e.init:

@@ -162,14 +162,14 @@ class CollectionEmitter:
                 f"  if (auto* p = {m}.find(k)) {{\n    if (*p == v) return;\n    *p = v;\n  }} else {{\n"
                 f"    {m}.insert(k, v);\n  }}\n  {notify}(k);\n}}"
             )
-            set_arg = f"{is_}(arg.key.as<{K}>(), arg.value.as<{V.cpp}>()); return true;"
+            set_arg = f"{is_}(a.key.as<{K}>(), a.value.as<{V.cpp}>()); return true;"
         elif c.shape == "set":
             s.public.append(f"void {is_}({kp} k);")
             s.source.append(
                 f"{echo(a)}\nvoid {q}::{is_}({kp} k) {{\n"
                 f"  if ({m}.insert(k, Orv::Unit{{}}).second) {notify}(k);\n}}"
             )
-            set_arg = f"{is_}(arg.key.as<{K}>()); return true;"
+            set_arg = f"{is_}(a.key.as<{K}>()); return true;"
         elif c.shape == "by":
             V = c.value
             s.public.append(f"void {is_}({V.param} v);")
@@ -179,7 +179,7 @@ class CollectionEmitter:
                 f"  if (auto* p = {m}.find(k)) {{\n    if (*p == v) return;\n    *p = v;\n  }} else {{\n"
                 f"    {m}.insert(k, v);\n  }}\n  {notify}(k);\n}}"
             )
-            set_arg = f"{is_}(arg.value.as<{V.cpp}>()); return true;"
+            set_arg = f"{is_}(a.value.as<{V.cpp}>()); return true;"
         elif c.shape == "ptrby":
             s.public.append(f"void {is_}(const {mt}& v);")
             msg = cpp_string(N.null_message(q, a.name))
@@ -191,7 +191,7 @@ class CollectionEmitter:
                 f"    ORV_ASSERT((*p)->{c.by}() == k);\n    *p = v;\n  }} else {{\n"
                 f"    {m}.insert(k, v);\n  }}\n  {notify}(k);\n}}"
             )
-            set_arg = f"{is_}(arg.value.as<{mt}>()); return true;"
+            set_arg = f"{is_}(a.value.as<{mt}>()); return true;"
         else:  # new
             e = c.elem
             extra = c.extra
@@ -210,7 +210,7 @@ class CollectionEmitter:
                 f"  {mt} e = {e.qname}::{N.type_is(e.name)}({args});\n"
                 f"  {insert}\n  e->parentIs(this, {a.id});\n  {notify}(k);\n  return e;\n}}"
             )
-            set_arg = f"{is_}(arg.key.as<{K}>()); return true;" if not extra else "return false;"
+            set_arg = f"{is_}(a.key.as<{K}>()); return true;" if not extra else "(void)a; return false;"
             s.dtor.append(f"Orv::frame::orphanAll({m});")
         # removal
         if c.shape == "set":
@@ -233,7 +233,7 @@ class CollectionEmitter:
         s.dispatch.append(
             f"case {a.id}:\n  return Orv::frame::attrColl<{K}>(\n"
             f"      op, arg, {m}, [&]({kp} k) {{ return {a.name}(k); }},\n"
-            f"      [&](Orv::AttrArg& arg) {{ {set_arg} }},\n"
+            f"      [&](Orv::AttrArg& a) {{ {set_arg} }},\n"
             f"      [&]({kp} k) {{ return {del_}(k); }}, [&] {{ {delall}(); }});"
         )
         return s

@@ -390,7 +390,8 @@ class Resolver:
             if ad.name in seen:
                 self.d.error(ad.pos, f"attribute '{ad.name}' declared twice in {t.qname}")
                 continue
-            if ad.name in names.CPP_KEYWORDS or ad.name in names.RUNTIME_NAMES:
+            reserved = names.VALUE_RUNTIME_NAMES if is_value else names.RUNTIME_NAMES
+            if ad.name in names.CPP_KEYWORDS or ad.name in reserved:
                 self.d.error(ad.pos, f"attribute name '{ad.name}' is reserved")
             if ad.type.form == "coll" and ad.type.shape in ("by", "ptrby", "new"):
                 self.deferred.append((t, len(t.attrs), ad, next_id))

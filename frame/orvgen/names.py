@@ -19,6 +19,8 @@ RUNTIME_NAMES = frozenset(
     orvHasAttrLogInterface hasBackupSupport""".split()
 )
 
+VALUE_RUNTIME_NAMES = frozenset("orvType orvFields".split())
+
 
 def cap(s):
     return s[:1].upper() + s[1:]

@@ -1,0 +1,403 @@
+// Behaviour of generated model code, exercised through the test model:
+// setters, range checks, every collection kind, instantiation, notification
+// order and reentrancy, text and attribute-log forms, generic access.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include <ipmodel/test/Kitchen.h>
+
+namespace {
+
+using Kitchen::Item;
+using Lumen::IntfId;
+using Lumen::IpAddr;
+using Lumen::IpAddrWithMask;
+
+// Records every notification of an Item as a short text.
+class ItemLog : public Item::NotifieeConst {
+ public:
+  std::vector<std::string> log;
+  void onFlag() override { log.push_back("flag"); }
+  void onSmall() override { log.push_back("small"); }
+  void onHolder() override { log.push_back("holder"); }
+  void onOrdMap(const IpAddrWithMask& k) override { log.push_back("ordMap " + Orv::valueToStrep(k)); }
+  void onOrdMaporvImmediate() override { log.push_back("ordMap immediate"); }
+  void onHashSet(const Kitchen::Pair& k) override { log.push_back("hashSet " + k.name()); }
+  void onGroups(const IpAddr& k) override { log.push_back("groups " + Orv::valueToStrep(k)); }
+  void onRefs(const IntfId& k) override { log.push_back("refs " + k.stringValue()); }
+};
+
+IpAddrWithMask am(const char* t) { return IpAddrWithMask(t); }
+
+TEST(ModelSetter, DefaultsOfAFreshEntity) {
+  auto item = Kitchen::itemFactory(IntfId("Ethernet1"));
+  EXPECT_EQ(item->id(), IntfId("Ethernet1"));
+  EXPECT_EQ(item->addr(), IpAddrWithMask());
+  EXPECT_TRUE(item->flag());
+  EXPECT_EQ(item->colour(), Kitchen::Colour::green);
+  EXPECT_EQ(item->limit(), 10);
+  EXPECT_EQ(item->small(), 5);
+  EXPECT_EQ(item->text(), "00cli");
+  EXPECT_EQ(item->pair().weight(), 1.5);
+  EXPECT_FALSE(item->holder());
+  EXPECT_EQ(Item::limitMax(), 1000);
+  EXPECT_TRUE(item->notificationActive());
+  EXPECT_EQ(item->fullName(), "/Ethernet1");
+  EXPECT_EQ(item->name(), "");
+}
+
+TEST(ModelSetter, NotifiesOnlyOnRealChange) {
+  auto item = Kitchen::itemFactory(IntfId("Ethernet1"));
+  ItemLog r;
+  r.notifierIs(item);
+  item->flagIs(true);  // current value
+  EXPECT_TRUE(r.log.size() == 1 && r.log[0] == "ordMap immediate");
+  r.log.clear();
+  item->flagIs(false);
+  item->flagIs(false);
+  item->flagIs(true);
+  EXPECT_EQ(r.log, (std::vector<std::string>{"flag", "flag"}));
+  r.notifierIs(nullptr);
+  item->flagIs(false);
+  EXPECT_EQ(r.log.size(), 2u);
+}
+
+TEST(ModelSetter, RangeFailureKeepsTheValueAndNotifiesNobody) {
+  auto item = Kitchen::itemFactory(IntfId("Ethernet1"));
+  ItemLog r;
+  r.notifierIs(item);
+  r.log.clear();
+  try {
+    item->smallIs(1001);
+    FAIL() << "no exception";
+  } catch (const Orv::RangeException& e) {
+    EXPECT_STREQ(e.what(), "Item::small < 0 or > Item::limitMax not allowed");
+  }
+  EXPECT_EQ(item->small(), 1001);
+  EXPECT_TRUE(r.log.empty());
+  item->smallIs(1001);  // equal to the stored value: quiet
+  item->smallIs(1000);
+  EXPECT_EQ(r.log, (std::vector<std::string>{"small"}));
+}
+
+TEST(ModelNotifiee, VisitsInAttachOrderAndToleratesDetachDuringNotification) {
+  auto item = Kitchen::itemFactory(IntfId("e"));
+  struct Detacher : Item::NotifieeConst {
+    std::vector<int>* order;
+    int id;
+    Item::NotifieeConst* victim = nullptr;
+    void onFlag() override {
+      order->push_back(id);
+      if (victim) {
+        static_cast<Detacher*>(victim)->notifierIs(nullptr);
+      }
+    }
+  };
+  std::vector<int> order;
+  Detacher a, b, c;
+  a.order = b.order = c.order = &order;
+  a.id = 1, b.id = 2, c.id = 3;
+  a.notifierIs(item);
+  b.notifierIs(item);
+  c.notifierIs(item);
+  EXPECT_EQ(item->notifieeCount(), 3u);
+  b.victim = &c;  // b detaches c, which was about to be visited
+  item->flagIs(false);
+  EXPECT_EQ(order, (std::vector<int>{1, 2}));
+  {
+    Detacher d;
+    d.order = &order;
+    d.id = 4;
+    d.notifierIs(item);
+  }  // destruction detaches
+  EXPECT_EQ(item->notifieeCount(), 2u);
+}
+
+TEST(ModelNotifiee, NotifieeKeepsItsNotifierAlive) {
+  ItemLog r;
+  {
+    auto item = Kitchen::itemFactory(IntfId("e"));
+    r.notifierIs(item);
+  }
+  ASSERT_TRUE(r.notifier());
+  EXPECT_EQ(r.notifier()->id(), IntfId("e"));
+  r.notifierIs(nullptr);  // frees the item
+}
+
+TEST(ModelCollection, OrderedMapInsertUpdateAndRemove) {
+  auto item = Kitchen::itemFactory(IntfId("e"));
+  ItemLog r;
+  r.notifierIs(item);
+  r.log.clear();
+  item->ordMapIs(am("10.0.0.2/24"), true);
+  item->ordMapIs(am("10.0.0.2/24"), true);  // same flag: quiet
+  item->ordMapIs(am("10.0.0.2/24"), false);
+  item->ordMapIs(am("10.0.0.1/24"), true);
+  EXPECT_FALSE(item->ordMapDel(am("10.9.9.9/8")));  // absent: default, quiet
+  EXPECT_EQ(r.log, (std::vector<std::string>{"ordMap 10.0.0.2/24", "ordMap 10.0.0.2/24",
+                                             "ordMap 10.0.0.1/24"}));
+  std::vector<std::string> keys;
+  for (auto it = item->ordMap().begin(); it != item->ordMap().end(); ++it) {
+    keys.push_back(Orv::valueToStrep(it.key()));
+  }
+  EXPECT_EQ(keys, (std::vector<std::string>{"10.0.0.1/24", "10.0.0.2/24"}));
+  EXPECT_TRUE(item->ordMapDel(am("10.0.0.1/24")));
+  EXPECT_FALSE(item->ordMap(am("10.0.0.2/24")));
+  r.log.clear();
+  item->ordMapDelAll();
+  EXPECT_EQ(r.log, (std::vector<std::string>{"ordMap 10.0.0.2/24"}));
+  item->ordMapDelAll();  // empty: nothing
+  EXPECT_EQ(r.log.size(), 1u);
+}
+
+TEST(ModelCollection, DelAllWithAReactorThatChangesTheCollection) {
+  auto item = Kitchen::itemFactory(IntfId("e"));
+  for (const char* a : {"10.0.0.2/32", "10.0.0.4/32", "10.0.0.6/32"}) item->ordMapIs(am(a), true);
+  struct Meddler : Item::Notifiee {
+    std::vector<std::string> seen;
+    bool done = false;
+    void onOrdMap(const IpAddrWithMask& k) override {
+      seen.push_back(Orv::valueToStrep(k));
+      if (done) return;
+      done = true;
+      auto n = notifier();
+      n->ordMapIs(am("10.0.0.1/32"), true);  // before the removed key: survives
+      n->ordMapIs(am("10.0.0.5/32"), true);  // after it: removed by the walk
+      n->ordMapDel(am("10.0.0.4/32"));       // the next member goes early
+    }
+  } m;
+  m.notifierIs(item);
+  item->ordMapDelAll();
+  EXPECT_EQ(m.seen, (std::vector<std::string>{"10.0.0.2/32", "10.0.0.1/32", "10.0.0.5/32",
+                                              "10.0.0.4/32", "10.0.0.5/32", "10.0.0.6/32"}));
+  ASSERT_EQ(item->ordMap().size(), 1u);
+  EXPECT_TRUE(item->ordMap(am("10.0.0.1/32")));
+}
+
+TEST(ModelCollection, SetsValuesByAttributeAndPointers) {
+  auto item = Kitchen::itemFactory(IntfId("e"));
+  ItemLog r;
+  r.notifierIs(item);
+  r.log.clear();
+  item->hashSetIs(Kitchen::Pair("a", 1));
+  item->hashSetIs(Kitchen::Pair("a", 1));
+  EXPECT_TRUE(item->hashSet(Kitchen::Pair("a", 1)));
+  EXPECT_FALSE(item->hashSetDel(Kitchen::Pair("b", 1)));
+  Kitchen::Group g(IpAddr("224.0.0.5"));
+  g.memberIs("ospf");
+  item->groupsIs(g);
+  item->groupsIs(g);  // equal: quiet
+  g.memberIs("pim");
+  item->groupsIs(g);  // same key, different set: replaced
+  EXPECT_TRUE(item->groups(IpAddr("224.0.0.5")).member("pim"));
+
+  try {
+    item->refsIs(nullptr);
+    FAIL();
+  } catch (const Orv::RangeException& e) {
+    EXPECT_STREQ(e.what(), "null _refs parameter to mutator for Kitchen::Item::refs not allowed\"");
+  }
+  EXPECT_TRUE(item->refs().empty());
+  auto h1 = Kitchen::holderFactory(IntfId("h"));
+  auto h2 = Kitchen::holderFactory(IntfId("h"));
+  item->refsIs(h1);
+  item->refsIs(h1);  // same pointer: quiet
+  item->refsIs(h2);  // same key, another entity: replaced
+  EXPECT_EQ(item->refs(IntfId("h")), h2);
+  EXPECT_EQ(r.log, (std::vector<std::string>{"hashSet a", "groups 224.0.0.5", "groups 224.0.0.5",
+                                             "refs h", "refs h"}));
+  EXPECT_EQ(item->refsDel(IntfId("h")), h2);
+  EXPECT_EQ(h2->references(), 1u);  // the collection let go
+}
+
+TEST(ModelInstantiating, FindOrCreateReinstantiationAndParents) {
+  auto root = Kitchen::rootFactory("root");
+  auto owner = Kitchen::holderFactory(IntfId("o1"));
+  auto other = Kitchen::holderFactory(IntfId("o2"));
+  struct RootLog : Kitchen::Root::NotifieeConst {
+    int leaf = 0;
+    void onLeaf(const IntfId&) override { ++leaf; }
+  } rl;
+  rl.notifierIs(root);
+  auto a = root->leafIs(IntfId("Ethernet1"), owner);
+  auto b = root->leafIs(IntfId("Ethernet1"), owner);
+  EXPECT_EQ(a, b);
+  EXPECT_EQ(rl.leaf, 1);
+  EXPECT_EQ(a->parent(), root.ptr());
+  EXPECT_EQ(a->parentAttrName(), "leaf");
+  EXPECT_EQ(a->fullName(), "/root/leaf/Ethernet1");
+  try {
+    root->leafIs(IntfId("Ethernet1"), other);
+    FAIL();
+  } catch (const Orv::NameInUseException& e) {
+    EXPECT_EQ(std::string(e.what()),
+              "Reinstantiating the entity with fullName /root/leaf/Ethernet1 where constructor "
+              "parameter attribute 'owner' has a different value of /o2 than the current value of "
+              "/o1 not allowed");
+  }
+  EXPECT_EQ(root->leaf(IntfId("Ethernet1")), a);
+  EXPECT_EQ(rl.leaf, 1);
+
+  // Removal drops the collection's reference only; the holder keeps it.
+  EXPECT_EQ(root->leafDel(IntfId("Ethernet1")), a);
+  EXPECT_EQ(rl.leaf, 2);
+  EXPECT_EQ(a->parent(), nullptr);
+  EXPECT_EQ(a->level(), 0);
+  EXPECT_FALSE(root->leafDel(IntfId("Ethernet1")));
+
+  auto h = root->holderIs(IntfId("h1"));
+  EXPECT_EQ(root->holderIs(IntfId("h1")), h);
+  root->itemIs(IntfId("i1"));
+  rl.notifierIs(nullptr);  // the notifiee held the root too
+  root = nullptr;  // members outlive their parent when held elsewhere
+  EXPECT_EQ(h->parent(), nullptr);
+  EXPECT_EQ(h->fullName(), "/h1");
+}
+
+TEST(ModelValue, TextFormRoundTripAndReaderErrors) {
+  Kitchen::Pair p("x y", 7);
+  p.weightIs(0.25);
+  std::string t = Orv::valueToStrep(p);
+  EXPECT_EQ(t, "Value('Kitchen::Pair', ** {'name': x y, 'number': 7, 'weight': 0.25})");
+  EXPECT_EQ(Orv::strepToValue<Kitchen::Pair>(t), p);
+  try {
+    Orv::strepToValue<Kitchen::Pair>(
+        "Value('Kitchen::Pair', ** {'name': a, 'number': seven, 'weight': 1})");
+    FAIL();
+  } catch (const Orv::StrepReadException& e) {
+    EXPECT_EQ(e.attribute(), "number");
+  }
+  EXPECT_THROW(Orv::strepToValue<Kitchen::Pair>(t + " "), Orv::StrepReadException);
+  EXPECT_THROW(Orv::strepToValue<Kitchen::Pair>("Value('Kitchen::Other', ** {})"),
+               Orv::StrepReadException);
+  EXPECT_TRUE(!Kitchen::Pair());
+  EXPECT_FALSE(!p);
+  EXPECT_TRUE(Kitchen::Pair("a", 9) < Kitchen::Pair("b", 1));
+  EXPECT_TRUE(Kitchen::Pair("a", 1) < Kitchen::Pair("a", 2));
+}
+
+TEST(ModelValue, AttributeLogRoundTripAndBadBytes) {
+  Kitchen::Group g(IpAddr("224.0.0.9"));
+  g.memberIs("a");
+  g.memberIs("b");
+  auto out = Orv::NboAttrLog::Out::outIs();
+  out << g << Kitchen::Colour::blue << Kitchen::Pair("n", 3);
+  Orv::NboAttrLog::In in(out->bytes());
+  Kitchen::Group g2(in);
+  Kitchen::Colour c;
+  in >> c;
+  Kitchen::Pair p(in);
+  EXPECT_EQ(g2, g);
+  EXPECT_EQ(c, Kitchen::Colour::blue);
+  EXPECT_EQ(p, Kitchen::Pair("n", 3));
+  EXPECT_TRUE(in.atEnd());
+
+  auto bytes = out->bytes();
+  for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+    Orv::NboAttrLog::In part(bytes.data(), cut);
+    EXPECT_THROW(
+        {
+          Kitchen::Group x(part);
+          Kitchen::Colour y;
+          part >> y;
+          Kitchen::Pair z(part);
+        },
+        Orv::NboAttrLogException);
+  }
+  auto bad = Orv::NboAttrLog::Out::outIs();
+  bad->writeU32(3);  // not a Colour
+  Orv::NboAttrLog::In bin(bad->bytes());
+  EXPECT_THROW(bin >> c, Orv::NboAttrLogException);
+}
+
+TEST(ModelValueDeathTest, CollectionValuesHaveNoTextReaderAndNoDefaultKeys) {
+  EXPECT_DEATH(Orv::strepToValue<Kitchen::Group>("Value('Kitchen::Group', ** {})"),
+               "No String constructor for Group - has collection");
+  Kitchen::Group g(IpAddr("224.0.0.9"));
+  g.memberIs("");
+  auto out = Orv::NboAttrLog::Out::outIs();
+  EXPECT_DEATH(out << g, "Default key not supported in collection inside nominal\n");
+}
+
+TEST(ModelEnum, OperationsLookUpTheEnumeratorTable) {
+  EXPECT_EQ(Kitchen::ColourInstance(7u), Kitchen::Colour::blue);
+  EXPECT_EQ(Kitchen::ColourInstance(Orv::String("green")), Kitchen::Colour::green);
+  EXPECT_EQ(stringValue(Kitchen::Colour::red), "red");
+  EXPECT_EQ(Orv::valueToStrep(Kitchen::Colour::blue), "blue");
+  EXPECT_THROW(Kitchen::ColourInstance(2u), Orv::RangeException);
+  EXPECT_THROW(Kitchen::ColourInstance(Orv::String("Blue")), Orv::RangeException);
+  EXPECT_EQ(Orv::strepToValue<Kitchen::Colour>("blue"), Kitchen::Colour::blue);
+  EXPECT_THROW(Orv::strepToValue<Kitchen::Colour>("purple"), Orv::StrepReadException);
+  const Orv::TypeDesc& d = Kitchen::_orvType_Colour;
+  EXPECT_STREQ(d.name, "Kitchen::Colour");
+  EXPECT_EQ(d.enumeratorCount, 3);
+  EXPECT_EQ(d.valueWidth, 4);
+}
+
+TEST(ModelGenericAccess, ReadsAndWritesByIdentifier) {
+  auto item = Kitchen::itemFactory(IntfId("e"));
+  Orv::AttrArg a;
+  const auto* flag = Item::orvType.attr("flag");
+  ASSERT_NE(flag, nullptr);
+  EXPECT_EQ(flag->id, 260);
+  EXPECT_EQ(item->orvAttr(Orv::AttrOp::get, flag->id, a), 0);
+  EXPECT_TRUE(a.value.as<bool>());
+  a.value = false;
+  EXPECT_EQ(item->orvAttr(Orv::AttrOp::set, flag->id, a), 0);
+  EXPECT_FALSE(item->flag());
+  EXPECT_EQ(item->orvAttr(Orv::AttrOp::set, 258, a), 1);  // key
+  EXPECT_EQ(item->orvAttr(Orv::AttrOp::get, Item::orvType.attr("limitMax")->id, a), 0);
+  EXPECT_EQ(a.value.as<std::uint16_t>(), 1000);
+  EXPECT_EQ(a.value.strep(), "1000");
+  EXPECT_EQ(item->orvAttr(Orv::AttrOp::set, Item::orvType.attr("limitMax")->id, a), 1);
+  EXPECT_EQ(item->orvAttr(Orv::AttrOp::get, 999, a), 2);
+  EXPECT_EQ(item->orvAttr(Orv::AttrOp::get, Orv::AttrId::fullName, a), 0);
+  EXPECT_EQ(a.value.as<std::string>(), "/e");
+  a.value = std::string("x");
+  EXPECT_THROW(item->orvAttr(Orv::AttrOp::set, flag->id, a), Orv::RangeException);
+
+  const auto* ordMap = Item::orvType.attr("ordMap");
+  EXPECT_EQ(ordMap->category, Orv::AttrCategory::collection);
+  a.key = am("1.1.1.1/32");
+  a.value = true;
+  EXPECT_EQ(item->orvAttr(Orv::AttrOp::collSet, ordMap->id, a), 0);
+  EXPECT_EQ(item->orvAttr(Orv::AttrOp::collCount, ordMap->id, a), 0);
+  EXPECT_EQ(a.count, 1u);
+  EXPECT_EQ(item->orvAttr(Orv::AttrOp::collKeys, ordMap->id, a), 0);
+  ASSERT_EQ(a.keys.size(), 1u);
+  EXPECT_EQ(a.keys[0].strep(), "1.1.1.1/32");
+  EXPECT_EQ(item->orvAttr(Orv::AttrOp::collDel, ordMap->id, a), 0);
+  EXPECT_TRUE(item->ordMap().empty());
+}
+
+TEST(ModelRegistry, DescriptorsAreRegisteredWithTheirAttributeTables) {
+  const Orv::TypeDesc* t = Orv::typeNode("Kitchen::Item");
+  ASSERT_EQ(t, &Item::orvType);
+  EXPECT_EQ(t->kind, Orv::TypeKind::entity);
+  EXPECT_EQ(t->attrs[0].id, 258);
+  EXPECT_STREQ(t->attrs[0].name, "id");
+  EXPECT_EQ(t->attrs[0].category, Orv::AttrCategory::key);
+  EXPECT_EQ(t->attr("holder")->category, Orv::AttrCategory::pointer);
+  EXPECT_EQ(t->attr("shadow")->category, Orv::AttrCategory::computed);
+  EXPECT_TRUE(t->attr("shadow")->writable);
+  EXPECT_STREQ(t->attr("refs")->keyType, "Lumen::IntfId");
+  const Orv::TypeDesc* v = Orv::typeNode("Kitchen::Pair");
+  ASSERT_NE(v, nullptr);
+  EXPECT_EQ(v->attrs[0].id, 2);
+  EXPECT_EQ(Orv::typeNode("Kitchen::Nothing"), nullptr);
+}
+
+TEST(ModelHandWritten, WritableComputedForwardsToAnotherEntity) {
+  auto item = Kitchen::itemFactory(IntfId("e"));
+  EXPECT_EQ(item->shadow(), L3::VrfName());
+  EXPECT_THROW(item->shadowIs(L3::VrfName("red")), Orv::RangeException);
+  auto h = Kitchen::holderFactory(IntfId("h"));
+  item->holderIs(h);
+  item->shadowIs(L3::VrfName("red"));
+  EXPECT_EQ(h->tag(), "red");
+  EXPECT_EQ(item->shadow(), L3::VrfName("red"));
+}
+
+}  // namespace
