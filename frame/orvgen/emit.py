@@ -218,6 +218,27 @@ class IPMODEL_API $name$ : public Orv::Entity, public Orv::AllocTracked<$name$> 
   $members$
 };"""
 
+OBJECT_CLASS = """\
+class IPMODEL_API $name$ : public Orv::PtrInterface, public Orv::AllocTracked<$name$> {
+ public:
+  using Ptr = Orv::Ptr<$name$>;
+  using PtrConst = Orv::Ptr<const $name$>;
+  static const Orv::TypeDesc orvType;
+  const Orv::TypeDesc& fwkType() const { return orvType; }
+  static Ptr $typeIs$($params$);
+
+  $public$
+
+  int orvAttr(Orv::AttrOp op, std::uint16_t id, Orv::AttrArg& arg);
+
+ protected:
+  $explicit$$name$($params$);
+  ~$name$() override;
+
+ private:
+  $members$
+};"""
+
 NOTIFIEE = """\
 class IPMODEL_API $name$::NotifieeConst : public Orv::NotifieeConst {
  public:
@@ -261,6 +282,11 @@ def emit_entity(e):
         s.members.insert(0, "Orv::Name name_;")
         inits = ["name_(name)"]
         keyof = ""
+    elif e.counted:
+        params = ", ".join(f"{p.param} {p.name}" for p in e.params)
+        args = ", ".join(p.name for p in e.params)
+        inits = [f"{N.member(p.name)}({p.name})" for p in e.params]
+        identity = keyof = ""
     else:
         params = ", ".join(f"{p.param} {p.name}" for p in e.params)
         args = ", ".join(p.name for p in e.params)
@@ -273,6 +299,8 @@ def emit_entity(e):
     public = s.public + list(e.hands)
     if e.init:
         public.append("void initialize();  // hand-written, run at the end of the constructor")
+    if e.counted:
+        return emit_object(e, s, public, params, args, inits)
     header = render(
         ENTITY_CLASS,
         name=name,
@@ -323,6 +351,40 @@ def emit_entity(e):
         else f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::entity, nullptr, 0, nullptr, 0, 0}};"
     )
     return header, notifiee, factory_decl, "\n".join(s.inline), "\n\n".join(src)
+
+
+def emit_object(e, s, public, params, args, inits):
+    """A counted object: attributes and a factory, no notifiees or parent."""
+    name, q = e.name, e.qname
+    header = render(
+        OBJECT_CLASS,
+        name=name,
+        typeIs=N.type_is(name),
+        params=params,
+        public=public,
+        explicit="explicit " if len(e.params) == 1 else "",
+        members=s.members,
+    )
+    src = [
+        f"{q}::{name}({params})" + (f" : {', '.join(inits)}" if inits else "") + " {}",
+        f"{q}::~{name}() {{}}",
+        f"{q}::Ptr {q}::{N.type_is(name)}({params}) {{ return Ptr(new {name}({args})); }}",
+        f"{name}::Ptr {N.factory(name)}({params}) {{ return {name}::{N.type_is(name)}({args}); }}",
+    ]
+    src.extend(s.source)
+    cases = "\n".join("    " + l.replace("\n", "\n    ") for l in s.dispatch)
+    src.append(
+        f"int {q}::orvAttr(Orv::AttrOp op, std::uint16_t id, Orv::AttrArg& arg) {{\n"
+        f"  switch (id) {{\n{cases}\n    default:\n      return 2;\n  }}\n}}"
+    )
+    rows = "\n".join("  " + r for r in s.desc)
+    src.append(
+        f"namespace {{\nconst Orv::AttrDesc orvAttrs_{name}[] = {{\n{rows}\n}};\n}}  // namespace\n"
+        f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::object, orvAttrs_{name}, "
+        f"{len(s.desc)}, nullptr, 0, 0}};"
+    )
+    factory_decl = f"IPMODEL_API {name}::Ptr {N.factory(name)}({params});"
+    return header, "", factory_decl, "\n".join(s.inline), "\n\n".join(src)
 
 
 def order_entities(entities):

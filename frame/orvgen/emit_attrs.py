@@ -95,7 +95,17 @@ class ScalarEmitter:
             return s
         # stored or pointer: setter with compare, store, notify
         s.public.append(f"void {N.setter(a.name)}({a.param});")
-        s.handlers.append(f"virtual void {N.handler(a.name)}() {{}}")
+        if a.counter:
+            t = a.cpp
+            s.public.append(f"{t} {a.name}Inc({t} n);  // adds n, wrapping; returns the new count")
+            s.public.append(f"{t} {a.name}Dec({t} n);  // subtracts n, wrapping; returns the new count")
+            for op, sign in (("Inc", "+"), ("Dec", "-")):
+                s.source.append(
+                    f"{t} {o.qname}::{a.name}{op}({t} n) {{\n"
+                    f"  {N.setter(a.name)}(static_cast<{t}>({m} {sign} n));\n  return {m};\n}}"
+                )
+        if not o.counted:
+            s.handlers.append(f"virtual void {N.handler(a.name)}() {{}}")
         body = [f"if ({m} == v) return;", f"{m} = v;"]
         if a.range_max is not None:
             cond = f"v > {a.range_max}"
@@ -103,7 +113,8 @@ class ScalarEmitter:
                 cond = f"v < {a.range_min} || {cond}"
             body.append(f"if ({cond}) throw Orv::RangeException({cpp_string(a.range_message)});")
             s.ctor_check.append(f"if ({m} > {a.range_max}) throw Orv::RangeException({cpp_string(a.range_message)});")
-        body.append(notify_stmt(f"{N.handler(a.name)}()"))
+        if not o.counted:
+            body.append(notify_stmt(f"{N.handler(a.name)}()"))
         s.source.append(
             f"{echo(a)}\nvoid {o.qname}::{N.setter(a.name)}({a.param} v) {{\n"
             + "\n".join("  " + l for l in body)

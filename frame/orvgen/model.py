@@ -80,6 +80,7 @@ class Attr:
     range_max: Optional[str] = None
     range_message: Optional[str] = None
     coll: Optional[Coll] = None
+    counter: bool = False
     ptr_const: bool = False
     ctor_index: Optional[int] = None  # position among constructor parameters
 
@@ -133,6 +134,7 @@ class Entity:
     ns: tuple
     pos: Pos
     named: bool = False
+    counted: bool = False  # a counted object: no notifiees, no parent
     attrs: list = field(default_factory=list)
     params: list = field(default_factory=list)  # Attr (keyed) ; empty for named
     hands: list = field(default_factory=list)
@@ -280,7 +282,7 @@ class Resolver:
             elif td.kind == "value":
                 t = ValueType(td.name, td.namespace, td.pos)
             else:
-                t = Entity(td.name, td.namespace, td.pos, named=td.named)
+                t = Entity(td.name, td.namespace, td.pos, named=td.named, counted=(td.kind == "object"))
             self.by_qname[q] = t
             decls.append((td, t))
         for td, t in decls:
@@ -430,6 +432,10 @@ class Resolver:
         t.params = params
         if td.kind == "entity" and not td.named and not params:
             self.d.error(td.pos, f"entity {t.name} needs a key constructor parameter or 'named'")
+        if td.kind == "object":
+            for a in t.attrs:
+                if a is not None and (a.coll is not None or a.category == "pointer"):
+                    self.d.error(a.pos, "a counted object holds plain attributes only")
         if is_value:
             for n in t.order_by:
                 if n not in seen:
@@ -484,6 +490,10 @@ class Resolver:
         if cat == "computed" and ad.default is not None:
             self.d.error(ad.pos, "a computed attribute has no default")
         a.default = self.default_expr(ctype, ad.default, owner)
+        if ad.counter:
+            if not (ctype.kind == "builtin" and ctype.integer_bits and not ctype.signed) or cat != "stored":
+                self.d.error(ad.pos, "counter applies to stored unsigned integer attributes")
+            a.counter = True
         if ad.range is not None:
             if not (ctype.kind == "builtin" and ctype.integer_bits):
                 self.d.error(ad.range.pos, "range checks apply to integer attributes")

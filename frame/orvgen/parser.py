@@ -4,7 +4,7 @@ from .errors import ModelError
 from .lexer import tokenize
 from .syntax import AttrDecl, Directive, EnumItem, Literal, ModelFile, Range, TypeDecl, TypeRef
 
-TYPE_KINDS = ("enum", "value", "entity")
+TYPE_KINDS = ("enum", "value", "entity", "object")
 DIRECTIVES = ("order", "hand", "include", "init", "abstract")
 
 
@@ -262,6 +262,9 @@ class Parser:
             elif self.at("ident", "writable"):
                 self.next()
                 a.writable = True
+            elif self.at("ident", "counter"):
+                self.next()
+                a.counter = True
             elif self.at("punct", "="):
                 self.next()
                 a.default = self.literal()

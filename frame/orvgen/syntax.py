@@ -52,6 +52,7 @@ class AttrDecl:
     writable: bool = False
     default: Optional[Literal] = None
     range: Optional[Range] = None
+    counter: bool = False  # integer with xInc(n) / xDec(n)
 
 
 @dataclass
