@@ -160,7 +160,7 @@ def emit_value(v):
     else:
         source.append(
             f"{q}::{name}(std::string::const_iterator begin, std::string::const_iterator end) {{\n"
-            f"  Orv::valueTypeFromStrep(*this, std::string_view(&*begin, static_cast<std::size_t>(end - begin)));\n}}"
+            f"  Orv::valueTypeFromStrep(*this, std::string_view(begin, end));\n}}"
         )
     source.append(f"{q}::{name}(Orv::NboAttrLog::In& in) {{ Orv::valueTypeRead(in, *this); }}")
     source.append(f"Orv::String valueToStrep(const {name}& v) {{ return Orv::valueTypeToStrep(v); }}")

@@ -238,7 +238,7 @@ class Parser:
             self.next()
             const = True
         n = self.expect("ident", what="entity type")
-        return TypeRef("ptr", start.pos, name=n.text, const=const)
+        return TypeRef("ptr", n.pos, name=n.text, const=const)
 
     def plain_type(self):
         n = self.expect("ident", what="type")

@@ -1,0 +1,262 @@
+"""Tests of the model generator: parser and resolver diagnostics, the
+template writer, golden output and the command line."""
+
+import os
+import subprocess
+import sys
+import tempfile
+import textwrap
+import unittest
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.dirname(HERE))
+
+from orvgen import emit, writer  # noqa: E402
+from orvgen.errors import ModelError  # noqa: E402
+from orvgen.loader import load  # noqa: E402
+from orvgen.model import resolve  # noqa: E402
+from orvgen.parser import parse_text  # noqa: E402
+
+GOLDEN = os.path.join(HERE, "golden")
+
+
+def model(text, path="m/T.model"):
+    text = textwrap.dedent(text)
+    return resolve(parse_text(text, path), text.split("\n"), [], "m")
+
+
+def diagnostics(text):
+    try:
+        model(text)
+    except ModelError as e:
+        return e.diagnostics
+    raise AssertionError("model was accepted")
+
+
+class ParserTest(unittest.TestCase):
+    def test_syntax_errors_name_file_line_and_column(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            entity E(id) {
+              id Lumen::IntfId key
+            }
+            }
+            """
+        )
+        self.assertEqual(d, ["m/T.model:4:6: error: expected ':', found 'Lumen::IntfId'"])
+
+    def test_unterminated_blocks_and_strings(self):
+        self.assertIn("missing '}'", diagnostics("unit T\nnamespace T {\nenum C {\n a\n")[0])
+        self.assertIn("unterminated string", diagnostics('unit T\ninclude "x\n')[0])
+        self.assertIn("unexpected character '@'", diagnostics("unit T @\n")[0])
+
+    def test_comments_and_nested_namespaces(self):
+        m = model(
+            """\
+            unit T  # trailing comment
+            namespace A::B {
+            # a comment line
+            enum C {
+              x
+              y = 5
+              z
+            }
+            }
+            """
+        )
+        self.assertEqual(m.enums[0].qname, "A::B::C")
+        self.assertEqual(m.enums[0].items, [("x", 0, "x"), ("y", 5, "y"), ("z", 6, "z")])
+
+
+class ResolverTest(unittest.TestCase):
+    def test_identifiers_start_at_258_in_entities_and_2_in_values(self):
+        m = model(
+            """\
+            unit T
+            namespace T {
+            value V(a) {
+              a: U32 key
+              b: bool
+            }
+            entity E(id) {
+              id: Lumen::IntfId key
+              k: U16 const = 4
+              c: ordered Lumen::IpAddr -> bool
+              v: V
+            }
+            }
+            """
+        )
+        self.assertEqual([a.id for a in m.values[0].attrs], [2, 3])
+        self.assertEqual([(a.name, a.id, a.category) for a in m.entities[0].attrs],
+                         [("id", 258, "key"), ("k", 259, "constant"), ("c", 260, "collection"),
+                          ("v", 261, "stored")])
+
+    def test_collects_every_error(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            entity E(id, nope) {
+              id: Lumen::IntfId key
+              x: Missing
+              y: U8 = 300
+              id: bool
+              s: Orv::String range max 3 "m"
+              class: bool
+              p: ptr Lumen::IpAddr
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [
+                "m/T.model:5:6: error: unknown type 'Missing'",
+                "m/T.model:6:11: error: default 300 does not fit U8",
+                "m/T.model:7:3: error: attribute 'id' declared twice in T::E",
+                "m/T.model:8:18: error: range checks apply to integer attributes",
+                "m/T.model:9:3: error: attribute name 'class' is reserved",
+                "m/T.model:10:10: error: 'Lumen::IpAddr' is not an entity type; ptr needs one",
+                "m/T.model:3:14: error: constructor parameter 'nope' is not an attribute of T::E",
+            ],
+        )
+
+    def test_collections_check_their_element_types(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            value V(a) {
+              a: U32 key
+            }
+            entity E(id) {
+              id: Lumen::IntfId key
+              a: hashed ptr V by a
+              b: hashed V by missing
+              c: hashed new E
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [
+                "m/T.model:8:17: error: 'V' is not an entity type",
+                "m/T.model:9:6: error: T::V has no attribute 'missing'",
+            ],
+        )
+
+    def test_register_list_must_name_every_type_once(self):
+        d = diagnostics(
+            """\
+            unit T
+            register(T::A, T::A, T::Z)
+            namespace T {
+            enum A {
+              x
+            }
+            enum B {
+              y
+            }
+            }
+            """
+        )
+        self.assertIn("m/T.model:2:16: error: type 'T::A' registered twice", d)
+        self.assertIn("m/T.model:2:22: error: register names unknown type 'T::Z' (use its qualified name)", d)
+        self.assertIn("m/T.model:7:6: error: type 'T::B' missing from the register list", d)
+
+    def test_keys_must_be_constructor_parameters(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            entity E {
+              id: Lumen::IntfId key
+            }
+            }
+            """
+        )
+        self.assertIn("m/T.model:4:3: error: key attribute 'id' must be a constructor parameter", d)
+
+
+class WriterTest(unittest.TestCase):
+    def test_block_values_take_the_placeholder_indentation(self):
+        out = writer.render("a {\n  $body$\n}\n$gone$\nx $v$ y", body="one\n\ntwo", gone="", v="V")
+        self.assertEqual(out, "a {\n  one\n\n  two\n}\nx V y")
+
+    def test_missing_and_unused_values_are_errors(self):
+        with self.assertRaises(writer.TemplateError):
+            writer.render("$a$")
+        with self.assertRaises(writer.TemplateError):
+            writer.render("x", a="1")
+        with self.assertRaises(writer.TemplateError):
+            writer.render("x $a$ y", a="1\n2")
+
+
+class GoldenTest(unittest.TestCase):
+    """The generated files of golden/Small.model. Set ORVGEN_UPDATE_GOLDEN=1
+    to rewrite them after an intended change, then review the diff."""
+
+    def test_small_model(self):
+        cwd = os.getcwd()
+        os.chdir(HERE)
+        try:
+            unit = load(os.path.join("golden", "Small.model"), folder="golden")
+            files = emit.emit_unit(unit)
+        finally:
+            os.chdir(cwd)
+        for name, text in files.items():
+            path = os.path.join(GOLDEN, name + ".golden")
+            if os.environ.get("ORVGEN_UPDATE_GOLDEN"):
+                with open(path, "w", encoding="utf-8") as f:
+                    f.write(text)
+            with open(path, encoding="utf-8") as f:
+                self.assertEqual(text, f.read(), f"{name} differs from its golden file")
+
+    def test_type_name_section_alignment(self):
+        class T:
+            def __init__(self, q):
+                self.qname = q
+
+        data = emit.type_name_section([T("A::Bb"), T("A::" + "x" * 20), T("A::" + "y" * 40)])
+        # reverse order: the 44-byte name at 0 (32-byte boundary), the 24-byte
+        # one at 48 (16), the 6-byte one at 72 (8)
+        self.assertEqual(data[:44], b"A::" + b"y" * 40 + b"\0")
+        self.assertEqual(data[44:48], b"\0" * 4)
+        self.assertEqual(data[48:72], b"A::" + b"x" * 20 + b"\0")
+        self.assertEqual(data[72:], b"A::Bb\0")
+
+
+class CommandLineTest(unittest.TestCase):
+    def run_gen(self, model_text, out):
+        with tempfile.TemporaryDirectory() as d:
+            os.makedirs(os.path.join(d, "U"))
+            mp = os.path.join(d, "U", "U.model")
+            with open(mp, "w") as f:
+                f.write(model_text)
+            env = dict(os.environ, PYTHONPATH=os.path.dirname(HERE))
+            return subprocess.run([sys.executable, "-m", "orvgen", mp, "--out", out],
+                                  capture_output=True, text=True, env=env)
+
+    def test_failure_writes_nothing_and_exits_non_zero(self):
+        with tempfile.TemporaryDirectory() as out:
+            r = self.run_gen("unit U\nnamespace U {\nenum E {\n}\n}\n", out)
+            self.assertEqual(r.returncode, 1)
+            self.assertIn("error: enum E has no enumerators", r.stderr)
+            self.assertFalse(os.path.exists(os.path.join(out, "ipmodel")))
+
+    def test_unchanged_output_is_not_rewritten(self):
+        with tempfile.TemporaryDirectory() as out:
+            text = "unit U\nnamespace U {\nenum E {\n  a\n}\n}\n"
+            self.assertEqual(self.run_gen(text, out).returncode, 0)
+            h = os.path.join(out, "ipmodel", "U", "U.h")
+            os.utime(h, (1, 1))
+            self.assertEqual(self.run_gen(text, out).returncode, 0)
+            self.assertEqual(os.stat(h).st_mtime, 1)
+
+
+if __name__ == "__main__":
+    unittest.main()
