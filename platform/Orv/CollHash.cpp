@@ -8,16 +8,18 @@ namespace {
 
 HashLink** allocateBuckets(std::size_t count) {
   auto** b = new HashLink*[count]();
-  allocTrack<HashBuckets>().allocated(count * sizeof(HashLink*));
+  HashCore::bucketTrack().allocated(count * sizeof(HashLink*));
   return b;
 }
 
 void freeBuckets(HashLink** b, std::size_t count) {
-  allocTrack<HashBuckets>().freed(count * sizeof(HashLink*));
+  HashCore::bucketTrack().freed(count * sizeof(HashLink*));
   delete[] b;
 }
 
 }  // namespace
+
+AllocTrackTypeInfo& HashCore::bucketTrack() { return allocTrack<HashBuckets>(); }
 
 HashLink* HashCore::firstFrom(std::size_t b) const {
   const std::size_t count = bucketCount();

@@ -35,7 +35,7 @@ struct HashLink {
 
 namespace detail {
 
-// Tag of the bucket arrays' allocation tracker.
+// Tag type of the bucket arrays' allocation tracker (HashCore::bucketTrack()).
 struct HashBuckets {};
 
 class IPMODEL_API HashCore {
@@ -45,6 +45,11 @@ class IPMODEL_API HashCore {
   HashCore() = default;
   HashCore(const HashCore&) = delete;
   HashCore& operator=(const HashCore&) = delete;
+
+  // The tracker of bucket arrays. Ask here rather than allocTrack<HashBuckets>():
+  // the arrays are allocated inside the library, whose template statics are
+  // its own.
+  static AllocTrackTypeInfo& bucketTrack();
 
   std::size_t size() const { return size_; }
   std::uint64_t version() const { return version_; }
