@@ -200,6 +200,7 @@ class IPMODEL_API $name$ : public Orv::Entity, public Orv::AllocTracked<$name$> 
   using PtrConst = Orv::Ptr<const $name$>;
   class NotifieeConst;
   class Notifiee;
+  $reactors$
   $keyof$
   static const Orv::TypeDesc orvType;
   const Orv::TypeDesc& fwkType() const override { return orvType; }
@@ -282,6 +283,11 @@ def emit_entity(e):
         s.members.insert(0, "Orv::Name name_;")
         inits = ["name_(name)"]
         keyof = ""
+    elif e.sm:
+        params = ", ".join(f"{p.param} {p.name}" for p in e.params)
+        args = ", ".join(p.name for p in e.params)
+        inits = [f"{N.member(p.name)}({p.name})" for p in e.params if p.reactor is None]
+        identity = keyof = ""
     elif e.counted:
         params = ", ".join(f"{p.param} {p.name}" for p in e.params)
         args = ", ".join(p.name for p in e.params)
@@ -298,12 +304,13 @@ def emit_entity(e):
         )
     public = s.public + list(e.hands)
     if e.init:
-        public.append("void initialize();  // hand-written, run at the end of the constructor")
+        public.append(f"void {e.init_fn}();  // hand-written, run at the end of the constructor")
     if e.counted:
         return emit_object(e, s, public, params, args, inits)
     header = render(
         ENTITY_CLASS,
         name=name,
+        reactors=[f"class {r.name};" for r in e.reactors],
         keyof=keyof,
         typeIs=N.type_is(name),
         params=params,
@@ -318,13 +325,18 @@ def emit_entity(e):
         handlers=s.handlers or ["// no notifying attributes"],
         immediate=s.immediate,
     )
+    if e.sm:
+        notifiee += "\n\n" + "\n\n".join(emit_reactor(e, r) for r in e.reactors)
     factory_decl = f"IPMODEL_API {name}::Ptr {N.factory(name)}({params});"
     src = []
     ctor_body = list(s.ctor_check)
+    for p in e.params:
+        if p.reactor is not None:
+            ctor_body.append(f"{N.setter(p.name)}({p.name});")
     if e.init:
-        ctor_body.append("initialize();")
+        ctor_body.append(f"{e.init_fn}();")
     src.append(
-        f"{q}::{name}({params}) : {', '.join(inits)} {{"
+        f"{q}::{name}({params})" + (f" : {', '.join(inits)}" if inits else "") + " {"
         + ("\n" + "\n".join("  " + l for l in ctor_body) + "\n" if ctor_body else "")
         + "}"
     )
@@ -343,14 +355,56 @@ def emit_entity(e):
         f"  switch (id) {{\n{cases}\n    default:\n      return Orv::Entity::orvAttr(op, id, arg);\n  }}\n}}"
     )
     rows = "\n".join("  " + r for r in s.desc)
+    kind = "stateMachine" if e.sm else "entity"
     src.append(
         f"namespace {{\nconst Orv::AttrDesc orvAttrs_{name}[] = {{\n{rows}\n}};\n}}  // namespace\n"
-        f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::entity, orvAttrs_{name}, "
+        f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::{kind}, orvAttrs_{name}, "
         f"{len(s.desc)}, nullptr, 0, 0}};"
         if s.desc
-        else f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::entity, nullptr, 0, nullptr, 0, 0}};"
+        else f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::{kind}, nullptr, 0, nullptr, 0, 0}};"
     )
     return header, notifiee, factory_decl, "\n".join(s.inline), "\n\n".join(src)
+
+
+REACTOR_CLASS = """\
+// A reactor of $sm$: one per watched $target$.
+class IPMODEL_API $sm$::$name$ : public $base$,
+                                 public Orv::PtrInterface,
+                                 public Orv::AllocTracked<$sm$::$name$> {
+ public:
+  $ctor$
+  // The machine that owns this reactor (null once the machine let go of it).
+  $sm$* sm() const { return sm_; }
+  void orvSmIs($sm$* sm) { sm_ = sm; }
+  $key$
+
+  $hands$
+
+ private:
+  $sm$* sm_;
+  $keymember$
+};"""
+
+
+def emit_reactor(e, r):
+    if r.key is not None:
+        ctor = f"{r.name}({e.name}* sm, {r.key.param} key) : sm_(sm), key_(key) {{}}"
+        key = f"const {r.key.cpp}& fwkKey() const {{ return key_; }}"
+        keymember = f"{r.key.cpp} key_;"
+    else:
+        ctor = f"explicit {r.name}({e.name}* sm) : sm_(sm) {{}}"
+        key = keymember = ""
+    return render(
+        REACTOR_CLASS,
+        sm=e.name,
+        name=r.name,
+        target=r.target.qname,
+        base=r.base,
+        ctor=ctor,
+        key=key,
+        hands=r.hands,
+        keymember=keymember,
+    )
 
 
 def emit_object(e, s, public, params, args, inits):

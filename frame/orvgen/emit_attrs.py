@@ -133,6 +133,8 @@ class CollectionEmitter:
         self.c = a.coll
 
     def sections(self):
+        if self.c.shape == "reactor":
+            return self.reactor_sections()
         a, o, c = self.a, self.o, self.c
         s = Sections()
         m = N.member(a.name)
@@ -250,7 +252,109 @@ class CollectionEmitter:
         return s
 
 
+def _reactor_coll_sections(self):
+    """A collection of reactors, one per watched entity, keyed by the
+    entity's key attribute. Reactors are owned by the machine: deleting one
+    (or the machine) runs its delete hook, then detaches it."""
+    a, o, c = self.a, self.o, self.c
+    r = c.reactor
+    s = Sections()
+    m = N.member(a.name)
+    K, kp, q = c.key.cpp, c.key.param, o.qname
+    is_, del_, delall = N.setter(a.name), N.deleter(a.name), N.delete_all(a.name)
+    tp = r.target_ptr
+    rp = f"Orv::Ptr<{r.name}>"
+    s.public.append(echo(a))
+    s.members.append(f"{c.cpp} {m};")
+    s.public.append(f"const {c.cpp}& {a.name}() const {{ return {m}; }}")
+    s.public.append(f"{rp} {a.name}({kp} k) const;")
+    rq = f"Orv::Ptr<{q}::{r.name}>"
+    s.inline.append(f"inline {rq} {q}::{a.name}({kp} k) const {{\n  auto* p = {m}.find(k);\n  return p ? *p : {rq}();\n}}")
+    s.public.append(f"{rp} {is_}(const {tp}& v);")
+    s.public.append(f"void {del_}({kp} k);")
+    s.public.append(f"void {delall}();")
+    msg = cpp_string(N.null_message(q, a.name))
+    attach = f"\n  r->{r.onattach}();" if r.onattach else ""
+    s.source.append(
+        f"{echo(a)}\n{rq} {q}::{is_}(const {tp}& v) {{\n"
+        f"  if (!v) throw Orv::RangeException({msg});\n"
+        f"  const {K} k = v->{c.by}();\n"
+        f"  if (auto* p = {m}.find(k)) {{\n    if ((*p)->notifier() == v) return *p;\n"
+        f"    {rp} r = *p;\n    r->notifierIs(v);{attach}\n    return r;\n  }}\n"
+        f"  {rp} r(new {r.name}(this, k));\n  {m}.insert(k, r);\n  r->notifierIs(v);{attach}\n  return r;\n}}"
+    )
+    ondel = f"\n  r.value()->{r.ondel}();" if r.ondel else ""
+    s.source.append(
+        f"void {q}::{del_}({kp} k) {{\n  auto r = {m}.extract(k);\n  if (!r) return;{ondel}\n"
+        f"  r.value()->notifierIs(nullptr);\n  r.value()->orvSmIs(nullptr);\n}}"
+    )
+    ondel_each = f"    v->{r.ondel}();\n" if r.ondel else ""
+    s.source.append(
+        f"void {q}::{delall}() {{\n  {m}.delAll([&](const {K}&, {rp}& v) {{\n{ondel_each}"
+        f"    v->notifierIs(nullptr);\n    v->orvSmIs(nullptr);\n  }});\n}}"
+    )
+    s.dtor.append(f"{delall}();")
+    s.desc.append(desc_row(a, r.target.qname, K, c.kind_name))
+    s.dispatch.append(
+        f"case {a.id}:\n  return Orv::frame::attrColl<{K}>(\n"
+        f"      op, arg, {m}, [&]({kp} k) {{ return {a.name}(k); }},\n"
+        f"      [&](Orv::AttrArg& a) {{ {is_}(a.value.as<{tp}>()); return true; }},\n"
+        f"      [&]({kp} k) {{ {del_}(k); return true; }}, [&] {{ {delall}(); }});"
+    )
+    return s
+
+
+CollectionEmitter.reactor_sections = _reactor_coll_sections
+
+
+class ReactorEmitter:
+    """A singular reactor of a state machine: one nested reactor object
+    watching one entity, (re)attached by xIs and dropped by xDel."""
+
+    def __init__(self, a, owner):
+        self.a, self.o = a, owner
+
+    def sections(self):
+        a, o = self.a, self.o
+        r = a.reactor
+        s = Sections()
+        m = N.member(a.name)
+        q = o.qname
+        tp = r.target_ptr
+        s.public.append(echo(a))
+        s.public.append(f"{tp} {a.name}() const;")
+        s.public.append(f"{r.name}* {a.name}Reactor() const {{ return {m}.ptr(); }}")
+        s.public.append(f"void {N.setter(a.name)}(const {tp}& v);")
+        s.public.append(f"void {N.deleter(a.name)}();")
+        s.members.append(f"Orv::Ptr<{r.name}> {m};")
+        s.inline.append(
+            f"inline {tp} {q}::{a.name}() const {{ return {m} ? {m}->notifier() : {tp}(); }}"
+        )
+        attach = f"\n  {m}->{r.onattach}();" if r.onattach else ""
+        s.source.append(
+            f"{echo(a)}\nvoid {q}::{N.setter(a.name)}(const {tp}& v) {{\n"
+            f"  if (!v) {{\n    {N.deleter(a.name)}();\n    return;\n  }}\n"
+            f"  if ({m} && {m}->notifier() == v) return;\n"
+            f"  if (!{m}) {m} = Orv::Ptr<{r.name}>(new {r.name}(this));\n"
+            f"  {m}->notifierIs(v);{attach}\n}}"
+        )
+        ondel = f"\n  r->{r.ondel}();" if r.ondel else ""
+        s.source.append(
+            f"void {q}::{N.deleter(a.name)}() {{\n  if (!{m}) return;\n  Orv::Ptr<{r.name}> r = std::move({m});{ondel}\n"
+            f"  r->notifierIs(nullptr);\n  r->orvSmIs(nullptr);\n}}"
+        )
+        s.dtor.append(f"{N.deleter(a.name)}();")
+        s.desc.append(desc_row(a, r.target.qname))
+        s.dispatch.append(
+            f"case {a.id}: return Orv::frame::attrStored(op, arg, {a.name}(), "
+            f"[&](const {tp}& v) {{ {N.setter(a.name)}(v); }});"
+        )
+        return s
+
+
 def attr_emitter(a, owner):
     if a.coll is not None:
         return CollectionEmitter(a, owner)
+    if a.reactor is not None:
+        return ReactorEmitter(a, owner)
     return ScalarEmitter(a, owner)

@@ -22,6 +22,29 @@ class EnumType:
 
 
 @dataclass
+class Reactor:
+    """A reactor class nested in a state machine, watching one entity type."""
+
+    name: str
+    target: object  # Entity watched
+    const: bool
+    pos: Pos
+    key: Optional[CppType] = None  # key type for reactors kept in a collection
+    by: Optional[str] = None
+    onattach: Optional[str] = None
+    ondel: Optional[str] = None
+    hands: list = field(default_factory=list)
+
+    @property
+    def base(self):
+        return f"{self.target.qname}::{'NotifieeConst' if self.const else 'Notifiee'}"
+
+    @property
+    def target_ptr(self):
+        return f"Orv::Ptr<{'const ' if self.const else ''}{self.target.qname}>"
+
+
+@dataclass
 class Coll:
     order: str  # ordered | hashed
     shape: str  # map | set | by | ptrby | new
@@ -31,10 +54,14 @@ class Coll:
     by: Optional[str] = None
     const: bool = False
     extra: list = field(default_factory=list)  # further constructor params of `new` members
+    reactor: Optional[Reactor] = None
 
     @property
     def cpp(self):
         k = self.key.cpp
+        if self.shape == "reactor":
+            kind = "Orv::RbTreeMap" if self.order == "ordered" else "Orv::HashMap2018"
+            return f"{kind}<{k}, Orv::Ptr<{self.reactor.name}>>"
         if self.shape == "set":
             v = "Orv::Unit"
         elif self.shape == "ptrby":
@@ -51,6 +78,8 @@ class Coll:
     @property
     def member_cpp(self):
         """Type a lookup returns: the value, or a counted pointer for entities."""
+        if self.shape == "reactor":
+            return f"Orv::Ptr<{self.reactor.name}>"
         if self.shape == "set":
             return "bool"
         if self.shape == "ptrby":
@@ -88,14 +117,19 @@ class Attr:
     def cpp(self):
         if self.coll is not None:
             return self.coll.cpp
+        if self.reactor is not None:
+            return f"Orv::Ptr<{self.reactor.name}>"
         if self.category == "pointer" or (self.category == "key" and self.ptr_target is not None):
             return f"Orv::Ptr<{'const ' if self.ptr_const else ''}{self.ptr_target.qname}>"
         return self.type.cpp
 
     ptr_target: Optional[object] = None
+    reactor: Optional[Reactor] = None
 
     @property
     def param(self):
+        if self.reactor is not None:
+            return f"const {self.reactor.target_ptr}&"
         if self.ptr_target is not None:
             return f"const {self.cpp}&"
         return self.type.param
@@ -135,6 +169,9 @@ class Entity:
     pos: Pos
     named: bool = False
     counted: bool = False  # a counted object: no notifiees, no parent
+    sm: bool = False  # a state machine: reactors nested in it
+    reactors: list = field(default_factory=list)
+    init_fn: str = "initialize"
     attrs: list = field(default_factory=list)
     params: list = field(default_factory=list)  # Attr (keyed) ; empty for named
     hands: list = field(default_factory=list)
@@ -282,20 +319,44 @@ class Resolver:
             elif td.kind == "value":
                 t = ValueType(td.name, td.namespace, td.pos)
             else:
-                t = Entity(td.name, td.namespace, td.pos, named=td.named, counted=(td.kind == "object"))
+                t = Entity(td.name, td.namespace, td.pos, named=td.named, counted=(td.kind == "object"),
+                           sm=(td.kind == "sm"))
             self.by_qname[q] = t
             decls.append((td, t))
         for td, t in decls:
             if isinstance(t, EnumType):
                 self.resolve_enum(td, t)
         self.deferred = []
+        self.deferred_params = []
+        self.pending_hands = []
         for td, t in decls:
             if not isinstance(t, EnumType):
                 self.resolve_struct(td, t)
         # collections of model types need their element types resolved first
         for t, index, ad, aid in self.deferred:
-            a = self.resolve_coll(ad, t, aid, self.line_of(ad.pos))
+            if ad.type.form == "reactor":
+                a = self.resolve_reactor(ad, t, aid, self.line_of(ad.pos))
+            else:
+                a = self.resolve_coll(ad, t, aid, self.line_of(ad.pos))
             t.attrs[index] = a
+        for t, i, pname in self.deferred_params:
+            a = next((x for x in t.attrs if x is not None and x.name == pname), None)
+            if a is None:
+                continue
+            if a.reactor is None or a.category != "key":
+                self.d.error(t.pos, f"constructor parameter '{pname}' must be a key attribute")
+                continue
+            a.ctor_index = i
+            t.params[i] = a
+        for td, t in decls:
+            if not isinstance(t, EnumType):
+                t.params = [p for p in t.params if p is not None]
+        for t, target, text, pos in self.pending_hands:
+            r = next((r for r in t.reactors if r.name == target), None)
+            if r is None:
+                self.d.error(pos, f"{t.qname} has no reactor '{target}'")
+            else:
+                r.hands.append(text)
         for td, t in decls:
             if not isinstance(t, EnumType):
                 t.attrs = [a for a in t.attrs if a is not None]
@@ -374,18 +435,23 @@ class Resolver:
         is_value = isinstance(t, ValueType)
         next_id = 2 if is_value else 258
         seen = {}
+        reactor_hands = []
         if td.kind == "entity" and td.named and td.params:
             self.d.error(td.pos, "a named entity takes its name as its only constructor parameter")
         for d in td.directives:
             if d.name == "order" and is_value:
                 t.order_by = [a.text for a in d.args]
             elif d.name == "hand":
-                if len(d.args) != 1 or d.args[0].kind != "string":
+                if len(d.args) == 2 and d.args[0].kind == "ident" and d.args[1].kind == "string":
+                    reactor_hands.append((d.args[0].text, d.args[1].value, d.pos))
+                elif len(d.args) != 1 or d.args[0].kind != "string":
                     self.d.error(d.pos, "hand takes one string: a C++ member declaration")
                 else:
                     t.hands.append(d.args[0].value)
             elif d.name == "init" and not is_value:
                 t.init = True
+                if d.args:
+                    t.init_fn = d.args[0].text
             else:
                 self.d.error(d.pos, f"directive '{d.name}' does not apply to {td.kind} {td.name}")
         for ad in td.attrs:
@@ -395,7 +461,11 @@ class Resolver:
             reserved = names.VALUE_RUNTIME_NAMES if is_value else names.RUNTIME_NAMES
             if ad.name in names.CPP_KEYWORDS or ad.name in reserved:
                 self.d.error(ad.pos, f"attribute name '{ad.name}' is reserved")
-            if ad.type.form == "coll" and ad.type.shape in ("by", "ptrby", "new"):
+            if ad.type.form == "reactor" or (ad.type.form == "coll" and ad.type.shape == "reactor"):
+                if not getattr(t, "sm", False):
+                    self.d.error(ad.pos, "reactors belong to state machines ('sm')")
+                    continue
+            if ad.type.form == "reactor" or (ad.type.form == "coll" and ad.type.shape in ("by", "ptrby", "new", "reactor")):
                 self.deferred.append((t, len(t.attrs), ad, next_id))
                 t.attrs.append(None)
                 next_id += 1
@@ -407,12 +477,16 @@ class Resolver:
             next_id += 1
             seen[ad.name] = a
             t.attrs.append(a)
+        for target, text, pos in reactor_hands:
+            self.pending_hands.append((t, target, text, pos))
         # constructor parameters
         params = []
         for pname, ppos in td.params:
             a = seen.get(pname)
             if a is None and pname in seen:
-                self.d.error(ppos, f"constructor parameter '{pname}' must be a stored attribute")
+                # a reactor, resolved later
+                self.deferred_params.append((t, len(params), pname))
+                params.append(None)
                 continue
             if a is None:
                 self.d.error(ppos, f"constructor parameter '{pname}' is not an attribute of {t.qname}")
@@ -505,6 +579,30 @@ class Resolver:
                 a.range_message = ad.range.message
         return a
 
+    def make_reactor(self, owner, name, ref_target, pos, by=None, onattach=None, ondel=None):
+        target = self.lookup(ref_target.name, owner.ns, ref_target.pos)
+        if target is None:
+            return None
+        if not isinstance(target, Entity) or target.counted:
+            self.d.error(ref_target.pos, f"'{ref_target.name}' is not an entity type a reactor can watch")
+            return None
+        if any(r.name == name for r in owner.reactors):
+            self.d.error(pos, f"reactor '{name}' declared twice in {owner.qname}")
+            return None
+        r = Reactor(name, target, ref_target.const, pos, by=by, onattach=onattach, ondel=ondel)
+        owner.reactors.append(r)
+        return r
+
+    def resolve_reactor(self, ad, owner, aid, line):
+        ref = ad.type
+        r = self.make_reactor(owner, ref.reactor, ref, ad.pos, onattach=ad.onattach, ondel=ad.ondel)
+        if r is None:
+            return None
+        cat = "key" if ad.category == "key" else "stored"
+        a = Attr(ad.name, aid, cat, None, ad.pos, line, writable=(cat == "stored"))
+        a.reactor = r
+        return a
+
     def bound(self, lit):
         if lit is None:
             return None
@@ -525,6 +623,16 @@ class Resolver:
             return None
         key = value = elem = None
         extra = []
+        if ref.shape == "reactor":
+            r = self.make_reactor(owner, ref.reactor, ref.value, ad.pos, by=ref.by, onattach=ad.onattach,
+                                  ondel=ad.ondel)
+            if r is None:
+                return None
+            r.key = self.attr_type_of(r.target, ref.by, ref.pos, entity_key=True)
+            if r.key is None:
+                return None
+            coll = Coll(ref.order, "reactor", r.key, None, r.target, ref.by, ref.value.const, [], r)
+            return Attr(ad.name, aid, "collection", None, ad.pos, line, writable=True, coll=coll)
         if ref.shape in ("map", "set"):
             key = self.cpp_type(self.lookup(ref.key.name, ns, ref.key.pos))
             if ref.shape == "map":

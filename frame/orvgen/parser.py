@@ -4,7 +4,7 @@ from .errors import ModelError
 from .lexer import tokenize
 from .syntax import AttrDecl, Directive, EnumItem, Literal, ModelFile, Range, TypeDecl, TypeRef
 
-TYPE_KINDS = ("enum", "value", "entity", "object")
+TYPE_KINDS = ("enum", "value", "entity", "object", "sm")
 DIRECTIVES = ("order", "hand", "include", "init", "abstract")
 
 
@@ -202,6 +202,14 @@ class Parser:
                 self.next()
                 ref.shape = "set"
                 ref.key = self.plain_type()
+            elif self.at("ident", "reactor"):
+                self.next()
+                ref.shape = "reactor"
+                ref.reactor = self.expect("ident", what="reactor class name").text
+                self.expect("ident", "on")
+                ref.value = self.ptr_target(t)
+                self.expect("ident", "by")
+                ref.by = self.expect("ident", what="attribute name").text
             elif self.at("ident", "new"):
                 self.next()
                 ref.shape = "new"
@@ -230,6 +238,14 @@ class Parser:
         if self.at("ident", "ptr"):
             self.next()
             return self.ptr_target(t)
+        if self.at("ident", "reactor"):
+            self.next()
+            name = self.expect("ident", what="reactor class name").text
+            self.expect("ident", "on")
+            target = self.ptr_target(t)
+            target.form = "reactor"
+            target.reactor = name
+            return target
         return self.plain_type()
 
     def ptr_target(self, start):
@@ -265,6 +281,9 @@ class Parser:
             elif self.at("ident", "counter"):
                 self.next()
                 a.counter = True
+            elif self.at("ident", "onattach") or self.at("ident", "ondel"):
+                which = self.next().text
+                setattr(a, which, self.expect("ident", what="handler name").text)
             elif self.at("punct", "="):
                 self.next()
                 a.default = self.literal()

@@ -33,6 +33,7 @@ class TypeRef:
     key: Optional["TypeRef"] = None
     value: Optional["TypeRef"] = None
     by: Optional[str] = None
+    reactor: Optional[str] = None  # reactor class name (form reactor, shape reactor)
 
 
 @dataclass
@@ -53,6 +54,8 @@ class AttrDecl:
     default: Optional[Literal] = None
     range: Optional[Range] = None
     counter: bool = False  # integer with xInc(n) / xDec(n)
+    onattach: Optional[str] = None  # reactor member called after it attaches
+    ondel: Optional[str] = None  # reactor member called before it is deleted
 
 
 @dataclass

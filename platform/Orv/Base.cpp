@@ -32,7 +32,7 @@ void* trackedAlloc(AllocTrackTypeInfo& t, std::size_t n) {
 }
 void trackedFree(AllocTrackTypeInfo& t, void* p, std::size_t n) noexcept {
   t.freed(n);
-  ::operator delete(p, n);
+  ::operator delete(p);
 }
 }  // namespace detail
 

@@ -74,15 +74,26 @@ String valueToStrep(T v) {
 IPMODEL_API String valueToStrep(double v);
 inline String valueToStrep(const String& v) { return v; }
 inline String valueToStrep(const char* v) { return v; }
-// Entities print as their full name; a null pointer as "null".
+// Entities print as their full name, keyed reactors as their key, other
+// counted objects as their type; a null pointer as "null".
 template <class E>
-String valueToStrep(const Ptr<E>& p) {
-  return p ? p->fullName() : String("null");
-}
+String valueToStrep(const Ptr<E>& p);
 template <class T>
   requires orv_adl::HasValueToStrep<T>
 String valueToStrep(const T& v) {
   return orv_adl::callValueToStrep(v);
+}
+
+template <class E>
+String valueToStrep(const Ptr<E>& p) {
+  if (!p) return "null";
+  if constexpr (requires { p->fullName(); }) {
+    return p->fullName();
+  } else if constexpr (requires { p->fwkKey(); }) {
+    return valueToStrep(p->fwkKey());
+  } else {
+    return p->fwkType().name;
+  }
 }
 
 [[noreturn]] IPMODEL_API void strepFail(std::string_view typeName, std::string_view text);
