@@ -2,3 +2,13 @@
 #pragma once
 
 #include <ipmodel/Orv/Orv.h>
+
+#include <ipmodel/Lumen/Lumen.h>
+#include <ipmodel/Lumen/Netlink.h>
+#include <ipmodel/Lumen/VrfName.h>
+
+#include <ipmodel/L3/L3.h>
+#include <ipmodel/L3/UrpfTypes.h>
+#include <ipmodel/L3/IpUtils.h>
+#include <ipmodel/Ip/Ip.h>
+#include <ipmodel/SrcIntf/SrcIntf.h>
