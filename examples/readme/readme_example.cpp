@@ -3,7 +3,6 @@
 #include <string>
 
 #include <ipmodel/ipmodel.h>
-#include <ipmodel/Orv/Trace.h>
 
 static Orv::TraceHandle trace("Readme");
 
