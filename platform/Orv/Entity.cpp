@@ -73,12 +73,18 @@ String Entity::parentAttrName() const {
 }
 
 String Entity::fullName() const {
-  if (parent_ == nullptr) return "/" + keyStrep();
-  String p = parent_->fullName();
-  if (p.empty() || p.back() != '/') p += '/';
-  String attr = parentAttrName();
-  if (!attr.empty()) p += attr + "/";
-  return p + keyStrep();
+  String p;
+  if (parent_ != nullptr) {
+    p = parent_->fullName();
+    const String attr = parentAttrName();
+    if (!attr.empty()) {
+      p.push_back('/');
+      p.append(attr);
+    }
+  }
+  p.push_back('/');
+  p.append(keyStrep());
+  return p;
 }
 
 int Entity::orvAttr(AttrOp op, std::uint16_t id, AttrArg& arg) {
