@@ -91,8 +91,10 @@ String valueToStrep(const Ptr<E>& p) {
     return p->fullName();
   } else if constexpr (requires { p->fwkKey(); }) {
     return valueToStrep(p->fwkKey());
-  } else {
+  } else if constexpr (requires { p->fwkType().name; }) {
     return p->fwkType().name;
+  } else {
+    return "object";
   }
 }
 
