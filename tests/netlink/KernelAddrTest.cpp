@@ -136,6 +136,34 @@ int createVeth(int fd, const char* name, const char* peer) {
   return sendRequest(fd, up);
 }
 
+// Adds the address of one RTM_NEWADDR message to the report when it belongs
+// to interface `ifindex`.
+void readAddr(const nlmsghdr* h, unsigned ifindex, Report& r) {
+  const auto* ifam = static_cast<const ifaddrmsg*>(NLMSG_DATA(h));
+  if (ifam->ifa_index != ifindex || r.count == std::size(r.addrs)) return;
+  DumpedAddr& d = r.addrs[r.count++];
+  d = DumpedAddr{ifam->ifa_family,
+                 ifam->ifa_prefixlen,
+                 ifam->ifa_scope,
+                 ifam->ifa_flags,
+                 ifam->ifa_index,
+                 {},
+                 false,
+                 {}};
+  int attrLen = static_cast<int>(IFA_PAYLOAD(h));
+  for (const auto* a = IFA_RTA(ifam); RTA_OK(a, attrLen); a = RTA_NEXT(a, attrLen)) {
+    std::size_t size = RTA_PAYLOAD(a);
+    if (a->rta_type == IFA_LOCAL || (a->rta_type == IFA_ADDRESS && ifam->ifa_family == AF_INET6)) {
+      std::memcpy(d.local, RTA_DATA(a), std::min(size, sizeof d.local));
+    } else if (a->rta_type == IFA_BROADCAST && size == 4) {
+      d.hasBroadcast = true;
+      std::memcpy(d.broadcast, RTA_DATA(a), 4);
+    } else if (a->rta_type == IFA_FLAGS && size == 4) {
+      std::memcpy(&d.flags, RTA_DATA(a), 4);
+    }
+  }
+}
+
 // Reads every address of interface `ifindex` into the report.
 bool dumpAddrs(unsigned ifindex, Report& r) {
   int fd = openRoute();
@@ -155,35 +183,14 @@ bool dumpAddrs(unsigned ifindex, Report& r) {
       ok = false;
       break;
     }
-    int len = static_cast<int>(n);
-    for (auto* h = reinterpret_cast<nlmsghdr*>(buf); NLMSG_OK(h, len); h = NLMSG_NEXT(h, len)) {
+    auto got = static_cast<std::size_t>(n);
+    for (std::size_t off = 0; off + sizeof(nlmsghdr) <= got;) {
+      const auto* h = reinterpret_cast<const nlmsghdr*>(buf + off);
+      if (h->nlmsg_len < sizeof(nlmsghdr) || h->nlmsg_len > got - off) break;
       if (h->nlmsg_type == NLMSG_DONE) done = true;
       if (h->nlmsg_type == NLMSG_ERROR) ok = false;
-      if (h->nlmsg_type != RTM_NEWADDR) continue;
-      auto* ifam = static_cast<ifaddrmsg*>(NLMSG_DATA(h));
-      if (ifam->ifa_index != ifindex || r.count == std::size(r.addrs)) continue;
-      DumpedAddr& d = r.addrs[r.count++];
-      d = DumpedAddr{ifam->ifa_family,
-                     ifam->ifa_prefixlen,
-                     ifam->ifa_scope,
-                     ifam->ifa_flags,
-                     ifam->ifa_index,
-                     {},
-                     false,
-                     {}};
-      int attrLen = static_cast<int>(IFA_PAYLOAD(h));
-      for (auto* a = IFA_RTA(ifam); RTA_OK(a, attrLen); a = RTA_NEXT(a, attrLen)) {
-        std::size_t size = RTA_PAYLOAD(a);
-        if (a->rta_type == IFA_LOCAL ||
-            (a->rta_type == IFA_ADDRESS && ifam->ifa_family == AF_INET6)) {
-          std::memcpy(d.local, RTA_DATA(a), std::min(size, sizeof d.local));
-        } else if (a->rta_type == IFA_BROADCAST && size == 4) {
-          d.hasBroadcast = true;
-          std::memcpy(d.broadcast, RTA_DATA(a), 4);
-        } else if (a->rta_type == IFA_FLAGS && size == 4) {
-          std::memcpy(&d.flags, RTA_DATA(a), 4);
-        }
-      }
+      if (h->nlmsg_type == RTM_NEWADDR) readAddr(h, ifindex, r);
+      off += NLMSG_ALIGN(h->nlmsg_len);
     }
   }
   ::close(fd);
