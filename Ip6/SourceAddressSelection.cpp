@@ -1,6 +1,7 @@
 #include <ipmodel/Ip6/SourceAddressSelection.h>
 
 #include <array>
+#include <cstring>
 #include <ostream>
 
 #include <ipmodel/Orv/Assert.h>
@@ -33,6 +34,30 @@ const std::array<LabelRow, 5>& labelTable() {
 
 constexpr int noLabel = 255;
 
+// What scope(), label() and equality compute, kept in this unit so that the
+// rules call no exported function for them (each such call goes through the
+// shared library's indirection).
+
+inline int scopeOf(const Lumen::Ip6Addr& a) {
+  if (a.isLinkLocal()) return 0;
+  if (a.isSiteLocal()) return 1;
+  if (a.isUniqueLocal()) return 1;
+  if (a.isMulticast()) return 1;  // ff00::/8
+  return 2;
+}
+
+inline int labelOf(const Lumen::Ip6Addr& a) {
+  for (const LabelRow& row : labelTable()) {
+    if (row.prefix.contains(a)) return row.label;
+  }
+  return noLabel;
+}
+
+// All 128 bits; compiles to two 64-bit comparisons.
+inline bool same(const Lumen::Ip6Addr& a, const Lumen::Ip6Addr& b) {
+  return std::memcmp(a.bytes().data(), b.bytes().data(), sizeof(Lumen::Ip6Addr::Bytes)) == 0;
+}
+
 // The rules proper, on a handle fetched once by the caller. Each traces its
 // inputs and then its decision, both under its own name.
 
@@ -40,9 +65,9 @@ ordering rule1(const Lumen::Ip6Addr& sa, const Lumen::Ip6Addr& sb, const Lumen::
                const Orv::TraceHandle& t) {
   ORV_TRACE_FN(t, traceLevel, "sasRule1", "sasRule1:SA: " << sa << " SB: " << sb << " d: " << d);
   ordering result = EQUAL;
-  if (sa == d) {
+  if (same(sa, d)) {
     result = PREFER_SA;
-  } else if (sb == d) {
+  } else if (same(sb, d)) {
     result = PREFER_SB;
   }
   ORV_TRACE_FN(t, traceLevel, "sasRule1", "sasRule1: " << result);
@@ -53,13 +78,13 @@ ordering rule2(const Lumen::Ip6Addr& sa, const Lumen::Ip6Addr& sb, const Lumen::
                const Orv::TraceHandle& t) {
   ORV_TRACE_FN(t, traceLevel, "sasRule2", "sasRule2:SA: " << sa << " SB: " << sb << " d: " << d);
   ordering result;
-  if (scope(sa) < scope(sb)) {
+  if (scopeOf(sa) < scopeOf(sb)) {
     // SA is narrower: use it only if it still covers the destination.
-    result = scope(sa) >= scope(d) ? PREFER_SA : PREFER_SB;
-  } else if (scope(sb) >= scope(sa)) {
+    result = scopeOf(sa) >= scopeOf(d) ? PREFER_SA : PREFER_SB;
+  } else if (scopeOf(sb) >= scopeOf(sa)) {
     result = EQUAL;
   } else {
-    result = scope(sb) >= scope(d) ? PREFER_SB : PREFER_SA;
+    result = scopeOf(sb) >= scopeOf(d) ? PREFER_SB : PREFER_SA;
   }
   ORV_TRACE_FN(t, traceLevel, "sasRule2", "sasRule2: " << result);
   return result;
@@ -68,10 +93,12 @@ ordering rule2(const Lumen::Ip6Addr& sa, const Lumen::Ip6Addr& sb, const Lumen::
 ordering rule6(const Lumen::Ip6Addr& sa, const Lumen::Ip6Addr& sb, const Lumen::Ip6Addr& d,
                const Orv::TraceHandle& t) {
   ORV_TRACE_FN(t, traceLevel, "sasRule6", "sasRule6:SA: " << sa << " SB: " << sb << " d: " << d);
+  // Labels depend on the address alone: each is looked up once.
+  const int labelSa = labelOf(sa), labelSb = labelOf(sb), labelD = labelOf(d);
   ordering result = EQUAL;
-  if (label(sa) == label(d) && label(sb) != label(d)) {
+  if (labelSa == labelD && labelSb != labelD) {
     result = PREFER_SA;
-  } else if (label(sb) == label(d) && label(sa) != label(d)) {
+  } else if (labelSb == labelD && labelSa != labelD) {
     result = PREFER_SB;
   }
   ORV_TRACE_FN(t, traceLevel, "sasRule6", "sasRule6: " << result);
@@ -103,20 +130,9 @@ std::ostream& operator<<(std::ostream& os, ordering o) {
   return os << "ordering(" << static_cast<int>(o) << ")";
 }
 
-int scope(Lumen::Ip6Addr a) {
-  if (a.isLinkLocal()) return 0;
-  if (a.isSiteLocal()) return 1;
-  if (a.isUniqueLocal()) return 1;
-  if (a.isMulticast()) return 1;  // ff00::/8
-  return 2;
-}
+int scope(Lumen::Ip6Addr a) { return scopeOf(a); }
 
-int label(Lumen::Ip6Addr a) {
-  for (const LabelRow& row : labelTable()) {
-    if (row.prefix.contains(a)) return row.label;
-  }
-  return noLabel;
-}
+int label(Lumen::Ip6Addr a) { return labelOf(a); }
 
 ordering sasRule1(Lumen::Ip6Addr sa, Lumen::Ip6Addr sb, Lumen::Ip6Addr d) {
   return rule1(sa, sb, d, Orv::defaultTraceHandle());
