@@ -135,6 +135,39 @@ TEST_F(SrcIntfTest, VrfMachineSeesOnlyItsVrf) {
   EXPECT_TRUE(dir->sourceIntf().empty());
 }
 
+TEST_F(SrcIntfTest, VrfMachineLifecycle) {
+  auto vrf = status->vrfIpIntfStatusIs(L3::VrfName("red"));
+  auto sm = VrfSourceIntfSm::VrfSourceIntfSmIs(dir, vrf);
+  auto rec = sm->registerSourceIntf(IntfId("Ethernet1"));  // before any status
+  EXPECT_EQ(rec->ipAddr(), IpAddr());
+  AddrLog log;
+  log.notifierIs(rec);
+  auto s = intf("Ethernet1", "10.0.0.1/24");
+  vrf->ipIntfStatusIs(s);  // status added later
+  s->activeAddrWithMaskIs(IpAddrWithMask("10.0.0.2/24"));
+  s->activeAddrWithMaskIs(IpAddrWithMask("10.0.0.2/25"));  // same address
+  vrf->ipIntfStatusDel(IntfId("Ethernet1"));                 // removed
+  vrf->ipIntfStatusIs(s);                                    // re-added
+  EXPECT_EQ(log.seen, (std::vector<std::string>{"10.0.0.1", "10.0.0.2", "0.0.0.0", "10.0.0.2"}));
+
+  EXPECT_EQ(sm->registerSourceIntf(IntfId("Ethernet1")), rec);
+  EXPECT_EQ(rec->refCnt(), 2u);
+  sm->unregisterSourceIntf(rec);
+  EXPECT_EQ(dir->sourceIntf(IntfId("Ethernet1")), rec);
+  sm = nullptr;  // machine destroyed: zombie reactor clears the address
+  EXPECT_EQ(rec->ipAddr(), IpAddr());
+  EXPECT_EQ(rec->refCnt(), 1u);
+  EXPECT_EQ(dir->sourceIntf(IntfId("Ethernet1")), rec);
+
+  sm = VrfSourceIntfSm::VrfSourceIntfSmIs(dir, vrf);  // a new machine refills it
+  EXPECT_EQ(rec->ipAddr(), IpAddr("10.0.0.2"));
+  sm->unregisterSourceIntf(rec);  // to zero: removed
+  EXPECT_EQ(dir->sourceIntf(IntfId("Ethernet1")), nullptr);
+  sm->unregisterSourceIntf(rec);  // once more: wraps, nothing reports it
+  EXPECT_EQ(rec->refCnt(), 4294967295u);
+  log.notifierIs(nullptr);
+}
+
 TEST_F(SrcIntfTest, NullReactorTargetsAreRefused) {
   auto sm = SourceIntfSm::SourceIntfSmIs(dir, status);
   try {
