@@ -2,19 +2,22 @@
 // and walking across buckets.
 #include <ipmodel/Orv/HashMap.h>
 
+#include <algorithm>
+
 namespace Orv::detail {
 
 namespace {
 
+// Uninitialised: growth writes every slot.
 HashLink** allocateBuckets(std::size_t count) {
-  auto** b = new HashLink*[count]();
+  auto** b = static_cast<HashLink**>(::operator new(count * sizeof(HashLink*)));
   HashCore::bucketTrack().allocated(count * sizeof(HashLink*));
   return b;
 }
 
 void freeBuckets(HashLink** b, std::size_t count) {
   HashCore::bucketTrack().freed(count * sizeof(HashLink*));
-  delete[] b;
+  ::operator delete(b);
 }
 
 }  // namespace
@@ -31,6 +34,7 @@ HashLink* HashCore::firstFrom(std::size_t b) const {
 
 void HashCore::allocateInitial() {
   buckets_ = allocateBuckets(std::size_t(1) << kInitialBucketBits);
+  std::fill_n(buckets_, std::size_t(1) << kInitialBucketBits, nullptr);
   shift_ = 32 - kInitialBucketBits;
 }
 
@@ -56,7 +60,7 @@ void HashCore::grow() {
 }
 
 void HashCore::clearWith(void (*drop)(HashLink*)) {
-  if (!buckets_) return;
+  if (!hasBuckets()) return;
   // Chain all members into one list before anything is dropped.
   HashLink* list = nullptr;
   HashLink** tail = &list;
@@ -68,7 +72,7 @@ void HashCore::clearWith(void (*drop)(HashLink*)) {
     }
   }
   freeBuckets(buckets_, count);
-  buckets_ = nullptr;
+  buckets_ = const_cast<HashLink**>(kNoBuckets);
   shift_ = 32;
   version_ += size_;
   size_ = 0;
@@ -81,8 +85,8 @@ void HashCore::clearWith(void (*drop)(HashLink*)) {
 }
 
 void HashCore::takeFrom(HashCore& o) {
-  ORV_ASSERT(buckets_ == nullptr);
-  buckets_ = std::exchange(o.buckets_, nullptr);
+  ORV_ASSERT(!hasBuckets());
+  buckets_ = std::exchange(o.buckets_, const_cast<HashLink**>(kNoBuckets));
   shift_ = std::exchange(o.shift_, std::uint8_t{32});
   size_ = std::exchange(o.size_, 0);
   version_ += size_ + 1;
@@ -90,8 +94,7 @@ void HashCore::takeFrom(HashCore& o) {
 }
 
 void HashCore::checkShape() const {
-  ORV_ASSERT((buckets_ == nullptr) == (shift_ == 32));
-  ORV_ASSERT(buckets_ != nullptr || size_ == 0);
+  ORV_ASSERT(hasBuckets() || (size_ == 0 && buckets_[0] == nullptr));
   std::size_t count = 0;
   for (std::size_t b = 0; b < bucketCount(); ++b) {
     for (const HashLink* n = buckets_[b]; n; n = n->orvHashNext_) {

@@ -21,6 +21,8 @@
 // Removals never shrink it; clear() and delAll() free it.
 #pragma once
 
+#include <array>
+
 #include <ipmodel/Orv/Collections.h>
 #include <ipmodel/Orv/Export.h>
 
@@ -34,6 +36,32 @@ struct HashLink {
 };
 
 namespace detail {
+
+// bitReverse32 through four byte tables, each entry already shifted into
+// place: the same value in about half the instructions, which matters
+// because every lookup reverses one hash (4 KiB of constant tables).
+struct ReverseTables {
+  std::array<std::array<std::uint32_t, 256>, 4> t{};
+  constexpr ReverseTables() {
+    for (std::uint32_t b = 0; b < 256; ++b) {
+      for (int j = 0; j < 4; ++j) t[j][b] = bitReverse32(b) >> (8 * j);
+    }
+  }
+};
+alignas(64) inline constexpr ReverseTables kReverseTables;
+
+// Forced inline, like the two below: every lookup runs them, and an
+// out-of-line call costs as much as the work.
+[[gnu::always_inline]] inline std::uint32_t reverseBits32(std::uint32_t v) {
+  const auto& t = kReverseTables.t;
+  return t[0][v & 0xff] | t[1][(v >> 8) & 0xff] | t[2][(v >> 16) & 0xff] | t[3][v >> 24];
+}
+
+// The reversed hash that places and orders a key.
+template <class K>
+[[gnu::always_inline]] inline std::uint32_t reversedHash(const K& key) {
+  return reverseBits32(hashOf(key));
+}
 
 // Tag type of the bucket arrays' allocation tracker (HashCore::bucketTrack()).
 struct HashBuckets {};
@@ -53,21 +81,25 @@ class IPMODEL_API HashCore {
 
   std::size_t size() const { return size_; }
   std::uint64_t version() const { return version_; }
-  std::size_t bucketCount() const { return buckets_ ? std::size_t(1) << (32 - shift_) : 0; }
-  std::size_t bucketIndex(std::uint32_t rev) const { return buckets_ ? rev >> shift_ : 0; }
-  HashLink* bucket(std::uint32_t rev) const { return buckets_[rev >> shift_]; }
-  HashLink** bucketSlot(std::uint32_t rev) { return &buckets_[rev >> shift_]; }
+  std::size_t bucketCount() const { return hasBuckets() ? std::size_t(1) << (32 - shift_) : 0; }
+  // Without an array the shift is 32 and every index 0, the shared empty slot.
+  std::size_t bucketIndex(std::uint32_t rev) const {
+    return static_cast<std::size_t>(std::uint64_t{rev} >> shift_);
+  }
+  HashLink* bucket(std::uint32_t rev) const { return buckets_[bucketIndex(rev)]; }
+  // Only with an array (after ensureBuckets(), or for a member's key).
+  HashLink** bucketSlot(std::uint32_t rev) { return &buckets_[bucketIndex(rev)]; }
 
   HashLink* first() const { return size_ ? firstFrom(0) : nullptr; }
   // Successor of a linked member.
   HashLink* next(const HashLink* n) const {
-    return n->orvHashNext_ ? n->orvHashNext_ : firstFrom((n->orvHashRev_ >> shift_) + 1);
+    return n->orvHashNext_ ? n->orvHashNext_ : firstFrom(bucketIndex(n->orvHashRev_) + 1);
   }
   // First member of the first non-empty bucket at or after index b.
   HashLink* firstFrom(std::size_t b) const;
 
   void ensureBuckets() {
-    if (!buckets_) [[unlikely]]
+    if (!hasBuckets()) [[unlikely]]
       allocateInitial();
   }
   // Links n before *slot (a position in its chain) and grows the table when
@@ -95,10 +127,14 @@ class IPMODEL_API HashCore {
   void checkShape() const;
 
  private:
+  // Read by lookups in a map without an array; never written.
+  static constexpr HashLink* kNoBuckets[1] = {nullptr};
+
+  bool hasBuckets() const { return shift_ != 32; }
   void allocateInitial();
   void grow();
 
-  HashLink** buckets_ = nullptr;
+  HashLink** buckets_ = const_cast<HashLink**>(kNoBuckets);
   std::size_t size_ = 0;
   std::uint64_t version_ = 0;
   std::uint8_t shift_ = 32;  // 32 - log2(bucket count)
@@ -109,8 +145,7 @@ template <class K, class Ops>
 struct HashSearch {
   // The member with key, or null.
   static HashLink* find(const HashCore& core, const K& key) {
-    if (core.size() == 0) return nullptr;
-    const std::uint32_t rev = bitReverse32(hashOf(key));
+    const std::uint32_t rev = reversedHash(key);
     for (HashLink* n = core.bucket(rev); n; n = n->orvHashNext_) {
       if (n->orvHashRev_ >= rev) {
         if (n->orvHashRev_ != rev) break;
@@ -137,7 +172,6 @@ struct HashSearch {
   }
   // First member at or after (orEqual) / after (rev, key).
   static HashLink* bound(const HashCore& core, const K& key, std::uint32_t rev, bool orEqual) {
-    if (core.size() == 0) return nullptr;
     for (HashLink* n = core.bucket(rev); n; n = n->orvHashNext_) {
       if (n->orvHashRev_ < rev) continue;
       if (n->orvHashRev_ > rev) return n;
@@ -149,7 +183,7 @@ struct HashSearch {
   static void checkOrder(const HashCore& core) {
     core.checkShape();
     for (HashLink* n = core.first(); n; n = core.next(n)) {
-      ORV_ASSERT(n->orvHashRev_ == bitReverse32(hashOf(Ops::key(n))));
+      ORV_ASSERT(n->orvHashRev_ == bitReverse32(hashOf(Ops::key(n))));  // the plain formula
       HashLink* after = core.next(n);
       ORV_ASSERT(!after || n->orvHashRev_ < after->orvHashRev_ ||
                  (n->orvHashRev_ == after->orvHashRev_ && Ops::key(n) < Ops::key(after)));
@@ -227,7 +261,7 @@ class HashMap2018 {
   std::uint64_t version() const { return core_.version(); }
   std::size_t bucketCount() const { return core_.bucketCount(); }
   // The bucket key falls in at the current size (0 without a bucket array).
-  std::size_t bucketOf(const K& key) const { return core_.bucketIndex(bitReverse32(hashOf(key))); }
+  std::size_t bucketOf(const K& key) const { return core_.bucketIndex(detail::reversedHash(key)); }
 
   V* find(const K& key) {
     Node* n = node(Search::find(core_, key));
@@ -242,7 +276,7 @@ class HashMap2018 {
   // Inserts when key is absent: (stored value, true). Otherwise (existing
   // value, false), which is left unchanged.
   std::pair<V*, bool> insert(const K& key, V value) {
-    const std::uint32_t rev = bitReverse32(hashOf(key));
+    const std::uint32_t rev = detail::reversedHash(key);
     core_.ensureBuckets();
     bool found;
     HashLink** slot = Search::slotOf(core_, key, rev, found);
@@ -262,7 +296,7 @@ class HashMap2018 {
   NodeRef extract(const K& key) {
     if (empty()) return NodeRef();
     bool found;
-    HashLink** slot = Search::slotOf(core_, key, bitReverse32(hashOf(key)), found);
+    HashLink** slot = Search::slotOf(core_, key, detail::reversedHash(key), found);
     if (!found) return NodeRef();
     Node* n = node(*slot);
     core_.unlinkAt(slot);
@@ -334,7 +368,7 @@ class HashMap2018 {
   }
   Node* firstNode() const { return node(core_.first()); }
   Node* boundNode(const K& key, bool orEqual) const {
-    return node(Search::bound(core_, key, bitReverse32(hashOf(key)), orEqual));
+    return node(Search::bound(core_, key, detail::reversedHash(key), orEqual));
   }
 
   detail::HashCore core_;
@@ -369,7 +403,7 @@ class HashMap {
   std::uint64_t version() const { return core_.version(); }
   std::size_t bucketCount() const { return core_.bucketCount(); }
   // The bucket key falls in at the current size (0 without a bucket array).
-  std::size_t bucketOf(const K& key) const { return core_.bucketIndex(bitReverse32(hashOf(key))); }
+  std::size_t bucketOf(const K& key) const { return core_.bucketIndex(detail::reversedHash(key)); }
 
   E* find(const K& key) { return elem(Search::find(core_, key)); }
   const E* find(const K& key) const { return elem(Search::find(core_, key)); }
@@ -382,7 +416,7 @@ class HashMap {
     HashLink* link = e;
     ORV_ASSERT(link->orvHashNext_ == nullptr);  // not linked in another chain
     const K& key = KeyOf::key(*e);
-    const std::uint32_t rev = bitReverse32(hashOf(key));
+    const std::uint32_t rev = detail::reversedHash(key);
     core_.ensureBuckets();
     bool found;
     HashLink** slot = Search::slotOf(core_, key, rev, found);
@@ -398,7 +432,7 @@ class HashMap {
   Ptr<E> extract(const K& key) {
     if (empty()) return Ptr<E>();
     bool found;
-    HashLink** slot = Search::slotOf(core_, key, bitReverse32(hashOf(key)), found);
+    HashLink** slot = Search::slotOf(core_, key, detail::reversedHash(key), found);
     if (!found) return Ptr<E>();
     Ptr<E> e(elem(*slot));
     core_.unlinkAt(slot);
@@ -473,7 +507,7 @@ class HashMap {
   }
   E* firstElem() const { return elem(core_.first()); }
   E* boundElem(const K& key, bool orEqual) const {
-    return elem(Search::bound(core_, key, bitReverse32(hashOf(key)), orEqual));
+    return elem(Search::bound(core_, key, detail::reversedHash(key), orEqual));
   }
 
   detail::HashCore core_;

@@ -545,6 +545,16 @@ TYPED_TEST(HashedTest, LookupComparesKeysOnlyOnAMatchingHash) {
   EXPECT_EQ(CountingKey::equalities, 1);
 }
 
+TEST(HashLayoutTest, TableReversalMatchesBitReverse) {
+  std::uint32_t v = 1;
+  for (int i = 0; i < 100000; ++i, v = v * 2654435761u + 12345u) {
+    ASSERT_EQ(Orv::detail::reverseBits32(v), Orv::bitReverse32(v)) << v;
+  }
+  for (std::uint32_t bit = 1; bit != 0; bit <<= 1) {
+    ASSERT_EQ(Orv::detail::reverseBits32(bit), Orv::bitReverse32(bit));
+  }
+}
+
 TEST(HashMapTest, HoldsOneReferencePerMember) {
   using M = Member<std::string>;
   Orv::HashMap<std::string, M, MemberKey<std::string>> m;
