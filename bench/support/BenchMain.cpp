@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <iterator>
 #include <map>
-#include <memory>
+#include <ostream>
 #include <utility>
 
 namespace ipmodel::bench {

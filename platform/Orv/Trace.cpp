@@ -1,6 +1,5 @@
 #include <ipmodel/Orv/Trace.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <mutex>
