@@ -8,6 +8,7 @@
 #include "CountingNew.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <random>
@@ -160,6 +161,11 @@ class CollectionTest : public ::testing::Test {
   }
 };
 using AllKinds = ::testing::Types<TreeKind, Hash2018Kind, IntrusiveKind>;
+
+// Standard algorithms accept the iterators.
+static_assert(std::forward_iterator<Orv::RbTreeMap<int, int>::iterator>);
+static_assert(std::forward_iterator<Orv::HashMap2018<int, int>::const_iterator>);
+static_assert(std::forward_iterator<IntrusiveKind::Map<int>::iterator>);
 TYPED_TEST_SUITE(CollectionTest, AllKinds);
 
 TYPED_TEST(CollectionTest, InsertFindAndExtract) {
