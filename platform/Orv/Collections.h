@@ -25,7 +25,8 @@
 //   on it, and ++ after any change moves to the first member after the
 //   current key. Dereferencing gives the node (key(), value()) in the maps
 //   and the member (E&) in HashMap; the iterator itself also answers key()
-//   and value().
+//   and value(). An iterator that outlives its collection may only be
+//   dropped (which frees the member it holds).
 // - Nodes of RbTreeMap and HashMap2018 are small reference-counted objects
 //   (count inside, no virtual functions) allocated through
 //   Orv::AllocTracked<Node>, so allocTrack<Map::Node>() counts them.

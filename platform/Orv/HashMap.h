@@ -50,7 +50,7 @@ struct ReverseTables {
 };
 alignas(64) inline constexpr ReverseTables kReverseTables;
 
-// Forced inline, like the two below: every lookup runs them, and an
+// Forced inline, like reversedHash below: every lookup runs them, and an
 // out-of-line call costs as much as the work.
 [[gnu::always_inline]] inline std::uint32_t reverseBits32(std::uint32_t v) {
   const auto& t = kReverseTables.t;
