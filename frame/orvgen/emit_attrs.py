@@ -115,8 +115,10 @@ class ScalarEmitter:
             s.ctor_check.append(f"if ({m} > {a.range_max}) throw Orv::RangeException({cpp_string(a.range_message)});")
         if not o.counted:
             body.append(notify_stmt(f"{N.handler(a.name)}()"))
-        s.source.append(
-            f"{echo(a)}\nvoid {o.qname}::{N.setter(a.name)}({a.param} v) {{\n"
+        # Inline: a setter is a compare, a store and, when the notifiee list
+        # is non-empty, the notification loop.
+        s.inline.append(
+            f"inline void {o.qname}::{N.setter(a.name)}({a.param} v) {{\n"
             + "\n".join("  " + l for l in body)
             + "\n}"
         )
@@ -242,7 +244,10 @@ class CollectionEmitter:
         s.public.append(f"void {delall}();")
         s.source.append(f"{del_ret} {q}::{del_}({kp} k) {{\n{del_body}\n}}")
         each = f"[&](const {K}& k, auto& v) {{\n    (void)v;\n" + (f"    v{orphan};\n" if orphan else "") + f"    {notify}(k);\n  }}"
-        s.source.append(f"void {q}::{delall}() {{\n  {m}.delAll({each});\n}}")
+        # A handler may drop the last outside reference; the walk needs this.
+        s.source.append(
+            f"void {q}::{delall}() {{\n  const Orv::Ptr<const {o.name}> keep(this);\n  {m}.delAll({each});\n}}"
+        )
         s.dispatch.append(
             f"case {a.id}:\n  return Orv::frame::attrColl<{K}>(\n"
             f"      op, arg, {m}, [&]({kp} k) {{ return {a.name}(k); }},\n"

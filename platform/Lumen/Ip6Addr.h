@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -48,7 +49,12 @@ class IPMODEL_API Ip6Addr {
   // Number of leading bits (0-128) this address shares with o.
   unsigned longestCommonPrefix(const Ip6Addr& o) const;
 
-  constexpr bool operator==(const Ip6Addr&) const = default;
+  // Two 64-bit compares (a defaulted array compare becomes a memcmp call).
+  constexpr bool operator==(const Ip6Addr& o) const {
+    using Words = std::array<std::uint64_t, 2>;
+    const Words a = std::bit_cast<Words>(bytes_), b = std::bit_cast<Words>(o.bytes_);
+    return a[0] == b[0] && a[1] == b[1];
+  }
   // Network-order bytes compare like the 128-bit number.
   constexpr std::strong_ordering operator<=>(const Ip6Addr&) const = default;
   constexpr bool operator!() const { return isUnspecified(); }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -49,7 +50,10 @@ class IPMODEL_API IpAddr {
   constexpr bool isMulticast() const { return (bytes_[0] & 0xf0) == 0xe0; }  // 224.0.0.0/4
   constexpr bool isUnspecified() const { return value() == 0; }
 
-  constexpr bool operator==(const IpAddr&) const = default;
+  // One 32-bit compare (a defaulted array compare becomes a memcmp call).
+  constexpr bool operator==(const IpAddr& o) const {
+    return std::bit_cast<std::uint32_t>(bytes_) == std::bit_cast<std::uint32_t>(o.bytes_);
+  }
   // Network-order bytes compare like the numeric value.
   constexpr std::strong_ordering operator<=>(const IpAddr&) const = default;
   constexpr bool operator!() const { return isUnspecified(); }

@@ -48,12 +48,17 @@ class IPMODEL_API AllocTrackTypeInfo {
   std::uint64_t totalAllocations_ = 0;
 };
 
+// The one tracker of a type in the process, created on first use. Lookup is
+// by type identity, so the library and a program that uses it share the
+// tracker even though each instantiates allocTrack<T>() on its own.
+IPMODEL_API AllocTrackTypeInfo& allocTrackFor(const std::type_info& type);
+
 namespace detail {
 template <class T>
 struct AllocTrackHolder {
   static AllocTrackTypeInfo& info() {
-    static AllocTrackTypeInfo* i = new AllocTrackTypeInfo(typeid(T));  // never freed
-    return *i;
+    static AllocTrackTypeInfo& i = allocTrackFor(typeid(T));
+    return i;
   }
 };
 }  // namespace detail

@@ -5,7 +5,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 #include <sstream>
+#include <typeindex>
+#include <unordered_map>
 
 #include <ipmodel/Orv/AllocTrack.h>
 #include <ipmodel/Orv/Assert.h>
@@ -45,6 +48,15 @@ std::vector<AllocTrackTypeInfo*>& registry() {
 
 AllocTrackTypeInfo::AllocTrackTypeInfo(const std::type_info& type) : type_(&type) {
   registry().push_back(this);
+}
+
+AllocTrackTypeInfo& allocTrackFor(const std::type_info& type) {
+  static std::mutex m;
+  static auto* byType = new std::unordered_map<std::type_index, AllocTrackTypeInfo*>();
+  std::lock_guard lock(m);
+  auto [it, inserted] = byType->emplace(std::type_index(type), nullptr);
+  if (inserted) it->second = new AllocTrackTypeInfo(type);  // lives for the process
+  return *it->second;
 }
 
 std::string AllocTrackTypeInfo::typeName() const {

@@ -6,10 +6,8 @@
 namespace Orv {
 
 namespace detail {
-NotifyCursor*& notifyCursors() {
-  static thread_local NotifyCursor* top __attribute__((tls_model("initial-exec"))) = nullptr;
-  return top;
-}
+thread_local constinit NotifyCursor* notifyCursorTop __attribute__((tls_model("initial-exec"))) =
+    nullptr;
 }  // namespace detail
 
 NotifieeConst::~NotifieeConst() { unlink(); }

@@ -62,7 +62,9 @@ struct NotifyCursor {
   NotifieeConst* next;
   NotifyCursor* outer;
 };
-IPMODEL_API NotifyCursor*& notifyCursors();
+IPMODEL_API extern thread_local constinit NotifyCursor* notifyCursorTop
+    __attribute__((tls_model("initial-exec")));
+inline NotifyCursor*& notifyCursors() { return notifyCursorTop; }
 }  // namespace detail
 
 class IPMODEL_API Entity : public PtrInterface, public HashLink {
@@ -105,7 +107,10 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   ~Entity() override;
 
   // Calls f(n) for every notifiee n (all of notifiee type N), when
-  // notification is active and the list is non-empty.
+  // notification is active and the list is non-empty. A notifiee attached
+  // while the list is being visited may or may not hear that change. The
+  // entity may lose its last reference inside a handler (a notifiee that
+  // held it detaches); callers that use the entity afterwards hold their own.
   template <class N, class F>
   void orvNotify(F&& f) const {
     if (notifiees_ != nullptr && notificationActive_) orvNotifyAll<N>(f);
@@ -116,7 +121,12 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
 
   template <class N, class F>
   void orvNotifyAll(F& f) const {
-    Ptr<const Entity> keep(this);  // a handler may drop the last outside reference
+    NotifieeConst* n = notifiees_;
+    if (n->next_ == nullptr) {
+      // One notifiee: nothing can come after it, so no cursor is needed.
+      f(static_cast<N&>(*n));
+      return;
+    }
     detail::NotifyCursor*& top = detail::notifyCursors();
     detail::NotifyCursor cursor{nullptr, top};
     top = &cursor;
@@ -125,7 +135,7 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
       detail::NotifyCursor* outer;
       ~Pop() { top = outer; }
     } pop{top, cursor.outer};
-    for (NotifieeConst* n = notifiees_; n != nullptr; n = cursor.next) {
+    for (; n != nullptr; n = cursor.next) {
       cursor.next = n->next_;
       f(static_cast<N&>(*n));
     }

@@ -33,21 +33,23 @@ class IPMODEL_API PtrInterface {
 
   std::uint32_t references() const { return refs_; }
 
-  void newRef() const {
+  // Always inlined: these run on every setter that notifies, and the
+  // library's exported inline members are otherwise called through the PLT.
+  [[gnu::always_inline]] void newRef() const {
     if (detail::threadSafePtrs) [[unlikely]] {
       std::atomic_ref<std::uint32_t>(refs_).fetch_add(1, std::memory_order_relaxed);
     } else {
       ++refs_;
     }
   }
-  void deleteRef() const {
+  [[gnu::always_inline]] void deleteRef() const {
     std::uint32_t left;
     if (detail::threadSafePtrs) [[unlikely]] {
       left = std::atomic_ref<std::uint32_t>(refs_).fetch_sub(1, std::memory_order_acq_rel) - 1;
     } else {
       left = --refs_;
     }
-    if (left == 0) const_cast<PtrInterface*>(this)->onZeroReferences();
+    if (left == 0) [[unlikely]] const_cast<PtrInterface*>(this)->onZeroReferences();
   }
 
  protected:
@@ -65,7 +67,7 @@ class Ptr {
 
   Ptr() noexcept = default;
   Ptr(std::nullptr_t) noexcept {}
-  Ptr(T* p) noexcept : p_(p) {  // NOLINT: implicit, as raw pointers convert
+  [[gnu::always_inline]] Ptr(T* p) noexcept : p_(p) {  // NOLINT: implicit, as raw pointers convert
     if (p_) p_->newRef();
   }
   Ptr(const Ptr& o) noexcept : p_(o.p_) {
@@ -78,7 +80,7 @@ class Ptr {
   }
   template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
   Ptr(Ptr<U>&& o) noexcept : p_(o.release()) {}  // NOLINT
-  ~Ptr() {
+  [[gnu::always_inline]] ~Ptr() {
     if (p_) p_->deleteRef();
   }
 

@@ -100,7 +100,7 @@ Ip::IpIntfStatus::Ptr newStatus(const char* id = "Ethernet1") {
 }
 
 // Live objects of T by the trackers the library counts into: every tracker
-// of T in the registry (see DISABLED_AllocTrackInAProgramIsTheLibrarysTracker).
+// of T in the registry (there is one; see AllocTrackInAProgramIsTheLibrarysTracker).
 template <class T>
 std::uint64_t liveObjectsOf() {
   std::uint64_t sum = 0;
@@ -398,12 +398,9 @@ TEST(TrackerCounts, ReturnToTheirStartOnceTheModelIsGone) {
   }
 }
 
-// Orv::allocTrack<T>() should be the one tracker of T in the process. Called
-// from a program for a type whose objects the library allocates, it is not:
-// the holder's static is hidden inside the shared library, so the program
-// instantiates a second tracker of T that never counts anything. Enable once
-// the holder is exported from the library.
-TEST(TrackerCounts, DISABLED_AllocTrackInAProgramIsTheLibrarysTracker) {
+// Orv::allocTrack<T>() is the one tracker of T in the process, also when a
+// program asks for a type whose objects the library allocates.
+TEST(TrackerCounts, AllocTrackInAProgramIsTheLibrarysTracker) {
   auto s = newStatus();
   EXPECT_GE(Orv::allocTrack<Ip::IpIntfStatus>().liveObjects(), 1u);
   EXPECT_EQ(Orv::allocTrack<Ip::IpIntfStatus>().liveObjects(), liveObjectsOf<Ip::IpIntfStatus>());
