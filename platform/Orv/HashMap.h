@@ -74,9 +74,7 @@ class IPMODEL_API HashCore {
   HashCore(const HashCore&) = delete;
   HashCore& operator=(const HashCore&) = delete;
 
-  // The tracker of bucket arrays. Ask here rather than allocTrack<HashBuckets>():
-  // the arrays are allocated inside the library, whose template statics are
-  // its own.
+  // The tracker of bucket arrays (allocTrack<HashBuckets>()).
   static AllocTrackTypeInfo& bucketTrack();
 
   std::size_t size() const { return size_; }
