@@ -38,10 +38,37 @@ void checkFramework() {
   check(threw, "read past the end throws");
 }
 
+// Model types from the installed headers: registration ran when the library
+// loaded, notification reaches a reactor defined out here, and the source-
+// interface machine follows an address change.
+void checkModel() {
+  check(Orv::typeNode("Ip::IpIntfStatus") != nullptr, "IPv4 types registered");
+  struct Counter : Ip::IpIntfStatus::NotifieeConst {
+    int calls = 0;
+    void onActiveAddrWithMask() override { ++calls; }
+  } counter;
+  auto l3 = L3::Intf::Input::statusDirFactory("l3");
+  auto input = Ip::Input::statusFactory("ip");
+  auto status = Ip::statusFactory("status");
+  auto s = input->ipIntfStatusIs(Lumen::IntfId("Ethernet1"),
+                                 l3->intfStatusIs(Lumen::IntfId("Ethernet1")));
+  counter.notifierIs(s);
+  status->ipIntfStatusIs(s);
+  auto dir = Ip::SourceIntf::sourceIntfDirFactory("dir");
+  auto sm = Ip::SourceIntf::SourceIntfSm::SourceIntfSmIs(dir, status);
+  auto record = sm->registerSourceIntf(Lumen::IntfId("Ethernet1"));
+  s->activeAddrWithMaskIs(Lumen::IpAddrWithMask("192.0.2.1/24"));
+  check(counter.calls == 1, "reactor notified once");
+  check(record->ipAddr() == Lumen::IpAddr("192.0.2.1"), "source-interface record follows");
+  check(Orv::allocTrack<Ip::IpIntfStatus>().liveObjects() == 1, "allocation tracking shared");
+  sm->unregisterSourceIntf(record);
+}
+
 }  // namespace
 
 int main() {
   checkFramework();
+  checkModel();
   if (failures == 0) std::printf("consumer: ok\n");
   return failures == 0 ? 0 : 1;
 }
