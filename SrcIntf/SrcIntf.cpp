@@ -12,7 +12,8 @@ Orv::TraceHandle trace("SrcIntf");
 
 // Every trace line begins with the handler's signature.
 constexpr const char* kRegister =
-    "Ip::SourceIntf::SourceIntf::Ptr Ip::SourceIntf::SourceIntfSm::registerSourceIntf(Lumen::IntfId)";
+    "Ip::SourceIntf::SourceIntf::Ptr "
+    "Ip::SourceIntf::SourceIntfSm::registerSourceIntf(Lumen::IntfId)";
 constexpr const char* kVrfRegister =
     "Ip::SourceIntf::SourceIntf::Ptr "
     "Ip::SourceIntf::VrfSourceIntfSm::registerSourceIntf(Lumen::IntfId)";
@@ -44,7 +45,8 @@ SourceIntf::Ptr registerIn(const char* sig, SourceIntfDir& dir, const Lumen::Int
     fill();
   }
   sip->refCntInc(1);
-  SRC_TRACE(sig, ":" << "Refcnt: " << sip->refCnt());
+  SRC_TRACE(sig, ":"
+                     << "Refcnt: " << sip->refCnt());
   return sip;
 }
 
@@ -52,7 +54,8 @@ void unregisterIn(const char* sig, SourceIntfDir& dir, const SourceIntf::Ptr& si
   const Lumen::IntfId intfId = sip->intfId();
   SRC_TRACE(sig, ":" << intfId);
   sip->refCntDec(1);
-  SRC_TRACE(sig, ":" << "Refcnt: " << sip->refCnt());
+  SRC_TRACE(sig, ":"
+                     << "Refcnt: " << sip->refCnt());
   if (sip->refCnt() == 0) {
     SRC_TRACE(sig, "deleting " << intfId << " from collection");
     dir.sourceIntfDel(intfId);
@@ -85,8 +88,7 @@ void sweep(Sm& sm, const Coll& entries) {
 // --- whole-system machine ---------------------------------------------------
 
 SourceIntf::Ptr SourceIntfSm::registerSourceIntf(const Lumen::IntfId& intfId) {
-  return registerIn(kRegister, *sourceIntfDir_, intfId,
-                    [&] { handleActiveAddrWithMask(intfId); });
+  return registerIn(kRegister, *sourceIntfDir_, intfId, [&] { handleActiveAddrWithMask(intfId); });
 }
 
 void SourceIntfSm::unregisterSourceIntf(const SourceIntf::Ptr& sip) {

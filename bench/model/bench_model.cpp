@@ -51,7 +51,8 @@ const std::vector<IpAddrWithMask>& addrKeys(std::size_t n) {
   auto& keys = cache[n];
   if (keys.empty()) {
     for (std::size_t i = 0; i < n; ++i) {
-      keys.emplace_back(IpAddr::fromHostOrder(0x0a000000u + static_cast<std::uint32_t>(i) * 4u), 30);
+      keys.emplace_back(IpAddr::fromHostOrder(0x0a000000u + static_cast<std::uint32_t>(i) * 4u),
+                        30);
     }
     std::shuffle(keys.begin(), keys.end(), std::mt19937(1));
   }
@@ -359,7 +360,8 @@ const Ip::IntfAddrInfo& sampleInfo() {
   return info;
 }
 
-constexpr const char* kInfoFormat = "Value('Ip::IntfAddrInfo', ** {'intfId': %s, 'addr': %u.%u.%u.%u})";
+constexpr const char* kInfoFormat =
+    "Value('Ip::IntfAddrInfo', ** {'intfId': %s, 'addr': %u.%u.%u.%u})";
 constexpr const char* kInfoScan =
     "Value('Ip::IntfAddrInfo', ** {'intfId': %255[^,], 'addr': %hhu.%hhu.%hhu.%hhu})%n";
 

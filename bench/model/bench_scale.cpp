@@ -174,8 +174,7 @@ Cycle modelCycle(PhaseTimer timer) {
     }
   });
 
-  c.ok = ipStatus->ipIntfStatus().size() == kIntfs &&
-         ipStatus->vrfIpIntfStatus().size() == kVrfs &&
+  c.ok = ipStatus->ipIntfStatus().size() == kIntfs && ipStatus->vrfIpIntfStatus().size() == kVrfs &&
          ipStatus->ipIntfStatus(in.ids[0])->activeAddrWithMask() == in.addrs[0] &&
          ipStatus->ipIntfStatus(in.ids[0])->vrf() == in.vrfs[0];
 
@@ -342,9 +341,10 @@ void printSummary(std::FILE* out) {
                  static_cast<double>(m.last.trackedBytes) / n, "-");
   }
   if (m.ran && f.ran) {
-    std::fprintf(out, "  %-38s | %10.1f | %10.1f | %.2f\n", "heap bytes after Build (with malloc's)",
-                 static_cast<double>(m.last.heapBytes) / n, static_cast<double>(f.last.heapBytes) / n,
-                 static_cast<double>(m.last.heapBytes) / static_cast<double>(f.last.heapBytes));
+    std::fprintf(
+        out, "  %-38s | %10.1f | %10.1f | %.2f\n", "heap bytes after Build (with malloc's)",
+        static_cast<double>(m.last.heapBytes) / n, static_cast<double>(f.last.heapBytes) / n,
+        static_cast<double>(m.last.heapBytes) / static_cast<double>(f.last.heapBytes));
     std::fprintf(out, "  %-38s | %10.2f | %10.2f | %.2f\n", "allocations in Build",
                  static_cast<double>(m.last.allocations) / n,
                  static_cast<double>(f.last.allocations) / n,

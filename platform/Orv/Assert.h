@@ -12,12 +12,11 @@ namespace Orv {
 
 }  // namespace Orv
 
-#define ORV_ASSERT(expr)                                                     \
-  ((expr) ? static_cast<void>(0)                                             \
+#define ORV_ASSERT(expr)         \
+  ((expr) ? static_cast<void>(0) \
           : ::Orv::assertFail(#expr, __FILE__, __LINE__, __PRETTY_FUNCTION__))
 
 // Same, but with an explicit function text (used where the reported context is
 // part of the contract and must not depend on the compiler's spelling).
-#define ORV_ASSERT_IN(expr, functionText)                                   \
-  ((expr) ? static_cast<void>(0)                                             \
-          : ::Orv::assertFail(#expr, __FILE__, __LINE__, functionText))
+#define ORV_ASSERT_IN(expr, functionText) \
+  ((expr) ? static_cast<void>(0) : ::Orv::assertFail(#expr, __FILE__, __LINE__, functionText))

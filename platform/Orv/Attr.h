@@ -17,11 +17,11 @@
 namespace Orv {
 
 enum class AttrOp : std::uint8_t {
-  get,       // value <- the attribute (or the constant)
-  set,       // the attribute <- value (calls xIs)
-  collGet,   // value <- member under key; found <- whether present
-  collSet,   // member under key <- value (for sets and keyed values the value alone)
-  collDel,   // remove the member under key; value <- the removed value
+  get,      // value <- the attribute (or the constant)
+  set,      // the attribute <- value (calls xIs)
+  collGet,  // value <- member under key; found <- whether present
+  collSet,  // member under key <- value (for sets and keyed values the value alone)
+  collDel,  // remove the member under key; value <- the removed value
   collDelAll,
   collCount,  // count <- number of members
   collKeys,   // keys <- every key in collection order
@@ -76,6 +76,7 @@ class AttrArg {
 namespace Orv {
 template <class T, class>
 Value::Value(T&& v)
-    : v_(std::decay_t<T>(std::forward<T>(v))),
-      strep_([](const std::any& a) -> String { return valueToStrep(std::any_cast<const std::decay_t<T>&>(a)); }) {}
+    : v_(std::decay_t<T>(std::forward<T>(v))), strep_([](const std::any& a) -> String {
+        return valueToStrep(std::any_cast<const std::decay_t<T>&>(a));
+      }) {}
 }  // namespace Orv

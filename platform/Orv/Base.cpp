@@ -61,9 +61,8 @@ AllocTrackTypeInfo& allocTrackFor(const std::type_info& type) {
 
 std::string AllocTrackTypeInfo::typeName() const {
   int status = 0;
-  std::unique_ptr<char, void (*)(void*)> d(abi::__cxa_demangle(type_->name(), nullptr, nullptr,
-                                                               &status),
-                                           std::free);
+  std::unique_ptr<char, void (*)(void*)> d(
+      abi::__cxa_demangle(type_->name(), nullptr, nullptr, &status), std::free);
   return status == 0 && d ? std::string(d.get()) : std::string(type_->name());
 }
 

@@ -69,8 +69,7 @@ void collQuery(AttrOp op, AttrArg& a, const C& c) {
 // set(arg) performs collSet from the argument (the key, value or both, as the
 // collection's kind takes them) and returns false when collSet does not apply.
 template <class K, class C, class Get, class Set, class Del, class DelAll>
-int attrColl(AttrOp op, AttrArg& a, const C& c, Get&& get, Set&& set, Del&& del,
-             DelAll&& delAll) {
+int attrColl(AttrOp op, AttrArg& a, const C& c, Get&& get, Set&& set, Del&& del, DelAll&& delAll) {
   switch (op) {
     case AttrOp::collGet: {
       const K& k = a.key.as<K>();
@@ -103,8 +102,7 @@ int attrColl(AttrOp op, AttrArg& a, const C& c, Get&& get, Set&& set, Del&& del,
 // Throws NameInUseException when a further constructor parameter differs
 // from the member's.
 template <class T>
-void checkReinstantiate(const Entity& member, const char* attr, const T& current,
-                        const T& passed) {
+void checkReinstantiate(const Entity& member, const char* attr, const T& current, const T& passed) {
   if (!(current == passed)) {
     reinstantiateFail(member, attr, valueToStrep(passed), valueToStrep(current));
   }

@@ -78,16 +78,13 @@ namespace Orv {
 
 // hashOf(k): the 32-bit hash of a collection key. Value types provide hash().
 template <class K>
-  requires requires(const K& k) {
-    { k.hash() } -> std::convertible_to<std::uint32_t>;
-  }
-std::uint32_t hashOf(const K& k) {
-  return static_cast<std::uint32_t>(k.hash());
+requires requires(const K& k) {
+  { k.hash() } -> std::convertible_to<std::uint32_t>;
 }
+std::uint32_t hashOf(const K& k) { return static_cast<std::uint32_t>(k.hash()); }
 inline std::uint32_t hashOf(const std::string& s) { return hashString(s); }
 template <class K>
-  requires(std::is_integral_v<K> || std::is_enum_v<K>)
-constexpr std::uint32_t hashOf(K k) {
+requires(std::is_integral_v<K> || std::is_enum_v<K>) constexpr std::uint32_t hashOf(K k) {
   if constexpr (sizeof(K) <= 4) {
     return hashU32(static_cast<std::uint32_t>(k));
   } else {

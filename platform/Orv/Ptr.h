@@ -49,7 +49,8 @@ class IPMODEL_API PtrInterface {
     } else {
       left = --refs_;
     }
-    if (left == 0) [[unlikely]] const_cast<PtrInterface*>(this)->onZeroReferences();
+    if (left == 0) [[unlikely]]
+      const_cast<PtrInterface*>(this)->onZeroReferences();
   }
 
  protected:

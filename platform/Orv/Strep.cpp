@@ -4,9 +4,9 @@
 namespace Orv {
 
 void strepFail(std::string_view typeName, std::string_view text) {
-  throw StrepReadException("cannot read " + std::string(typeName) + " from '" + std::string(text) +
-                               "'",
-                           std::string(typeName));
+  throw StrepReadException(
+      "cannot read " + std::string(typeName) + " from '" + std::string(text) + "'",
+      std::string(typeName));
 }
 
 String valueToStrep(double v) {
@@ -52,9 +52,9 @@ void valueTextFail(const char* typeName, const std::string& what, std::string_vi
 }
 
 void valueAttrFail(const char* typeName, const char* attr, const std::exception& inner) {
-  throw StrepReadException("failed to read attribute '" + std::string(attr) + "' of " +
-                               typeName + ": " + inner.what(),
-                           typeName, attr);
+  throw StrepReadException(
+      "failed to read attribute '" + std::string(attr) + "' of " + typeName + ": " + inner.what(),
+      typeName, attr);
 }
 
 }  // namespace detail

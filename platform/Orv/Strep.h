@@ -31,8 +31,8 @@ struct IsPtr<Ptr<T>> : std::true_type {};
 template <class T>
 inline constexpr bool strepInOrv = false;
 template <class T>
-concept Builtin = std::is_arithmetic_v<T> || std::is_same_v<T, std::string> || IsPtr<T>::value ||
-                  strepInOrv<T>;
+concept Builtin =
+    std::is_arithmetic_v<T> || std::is_same_v<T, std::string> || IsPtr<T>::value || strepInOrv<T>;
 }  // namespace Orv
 
 namespace orv_adl {
@@ -62,8 +62,7 @@ namespace Orv {
 
 inline String valueToStrep(bool v) { return v ? "true" : "false"; }
 template <class T>
-  requires(std::is_integral_v<T> && !std::is_same_v<T, bool>)
-String valueToStrep(T v) {
+requires(std::is_integral_v<T> && !std::is_same_v<T, bool>) String valueToStrep(T v) {
   if constexpr (sizeof(T) == 1) {
     return std::to_string(static_cast<int>(v));
   } else {
@@ -79,8 +78,7 @@ inline String valueToStrep(const char* v) { return v; }
 template <class E>
 String valueToStrep(const Ptr<E>& p);
 template <class T>
-  requires orv_adl::HasValueToStrep<T>
-String valueToStrep(const T& v) {
+requires orv_adl::HasValueToStrep<T> String valueToStrep(const T& v) {
   return orv_adl::callValueToStrep(v);
 }
 

@@ -83,7 +83,6 @@ In& operator>>(In& i, HashMap2018<K, Unit>& s) {
 }
 }  // namespace NboAttrLog
 
-
 template <class T, class M>
 struct Field {
   const char* name;
@@ -107,8 +106,8 @@ String valueTypeToStrep(const T& v) {
   bool first = true;
   std::apply(
       [&](const auto&... f) {
-        ((s += first ? "'" : ", '", first = false, s += f.name, s += "': ",
-          s += Orv::valueToStrep(v.*(f.member))),
+        ((s += first ? "'" : ", '", first = false, s += f.name,
+          s += "': ", s += Orv::valueToStrep(v.*(f.member))),
          ...);
       },
       T::orvFields());

@@ -62,7 +62,8 @@ TEST(IpIntfConfig, MssRangeChecksStoreFirstThenThrowWithoutNotifying) {
     c->maxMssEgressIs(65516);
     FAIL();
   } catch (const Orv::RangeException& e) {
-    EXPECT_STREQ(e.what(), "IpIntfConfig::maxMssEgress < 0 or > IpIntfConfig::tcpMssMax not allowed");
+    EXPECT_STREQ(e.what(),
+                 "IpIntfConfig::maxMssEgress < 0 or > IpIntfConfig::tcpMssMax not allowed");
   }
   EXPECT_EQ(c->maxMssEgress(), 65516);
   c->maxMssEgressIs(65516);  // equal: quiet, no throw
@@ -226,8 +227,9 @@ TEST_F(StatusFixture, PointerCollectionsReferToStatusesOwnedElsewhere) {
     status->ipIntfStatusIs(nullptr);
     FAIL();
   } catch (const Orv::RangeException& e) {
-    EXPECT_STREQ(e.what(),
-                 "null _ipIntfStatus parameter to mutator for Ip::Status::ipIntfStatus not allowed\"");
+    EXPECT_STREQ(
+        e.what(),
+        "null _ipIntfStatus parameter to mutator for Ip::Status::ipIntfStatus not allowed\"");
   }
   EXPECT_TRUE(status->ipIntfStatus().empty());
   status->ipIntfStatusIs(s);
@@ -245,9 +247,9 @@ TEST_F(StatusFixture, PointerCollectionsReferToStatusesOwnedElsewhere) {
     vrf->ipIntfStatusIs(nullptr);
     FAIL();
   } catch (const Orv::RangeException& e) {
-    EXPECT_STREQ(
-        e.what(),
-        "null _ipIntfStatus parameter to mutator for Ip::VrfIpIntfStatus::ipIntfStatus not allowed\"");
+    EXPECT_STREQ(e.what(),
+                 "null _ipIntfStatus parameter to mutator for Ip::VrfIpIntfStatus::ipIntfStatus "
+                 "not allowed\"");
   }
   vrf->ipIntfStatusIs(s);
 
@@ -268,9 +270,9 @@ TEST(IpContainers, InputDirectoryErrorsAndApplicationGroups) {
     dir->inputStatusIs(nullptr);
     FAIL();
   } catch (const Orv::RangeException& e) {
-    EXPECT_STREQ(
-        e.what(),
-        "null _inputStatus parameter to mutator for Ip::IpInputStatusDir::inputStatus not allowed\"");
+    EXPECT_STREQ(e.what(),
+                 "null _inputStatus parameter to mutator for Ip::IpInputStatusDir::inputStatus not "
+                 "allowed\"");
   }
   auto in = Ip::Input::statusFactory("agent");
   dir->inputStatusIs(in);
@@ -304,12 +306,12 @@ TEST(IpRegistration, UnitRegistersItsTypesInItsOrder) {
     std::string n = t->name;
     if (inIpUnit(n)) ip.push_back(n);
   }
-  EXPECT_EQ(ip, (std::vector<std::string>{
-                    "Ip::Status", "Ip::Input::Status", "Ip::MulticastGroupsForApplications",
-                    "Ip::IpConfigError", "Ip::MulticastGroupInfo", "Ip::IntfAddrInfo",
-                    "Ip::TristateBool", "Ip::IpIntfStatus", "Ip::IpIntfConfig", "Ip::AddrSource",
-                    "Ip::Config", "Ip::VrfIpIntfStatus", "Ip::IpAddrScope",
-                    "Ip::IpInputStatusDir"}));
+  EXPECT_EQ(
+      ip, (std::vector<std::string>{
+              "Ip::Status", "Ip::Input::Status", "Ip::MulticastGroupsForApplications",
+              "Ip::IpConfigError", "Ip::MulticastGroupInfo", "Ip::IntfAddrInfo", "Ip::TristateBool",
+              "Ip::IpIntfStatus", "Ip::IpIntfConfig", "Ip::AddrSource", "Ip::Config",
+              "Ip::VrfIpIntfStatus", "Ip::IpAddrScope", "Ip::IpInputStatusDir"}));
 }
 
 }  // namespace

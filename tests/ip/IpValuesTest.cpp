@@ -70,7 +70,8 @@ TEST(IpIntfAddrInfo, TextFormReadsBackAndRefusesTrailingText) {
     EXPECT_EQ(e.attribute(), "addr");
   }
   try {
-    Orv::strepToValue<IntfAddrInfo>("Value('Ip::IntfAddrInfo', ** {'intfId': a b, 'addr': 1.1.1.1})");
+    Orv::strepToValue<IntfAddrInfo>(
+        "Value('Ip::IntfAddrInfo', ** {'intfId': a b, 'addr': 1.1.1.1})");
     FAIL();
   } catch (const Orv::StrepReadException& e) {
     EXPECT_EQ(e.attribute(), "intfId");

@@ -22,7 +22,9 @@ class ItemLog : public Item::NotifieeConst {
   void onFlag() override { log.push_back("flag"); }
   void onSmall() override { log.push_back("small"); }
   void onHolder() override { log.push_back("holder"); }
-  void onOrdMap(const IpAddrWithMask& k) override { log.push_back("ordMap " + Orv::valueToStrep(k)); }
+  void onOrdMap(const IpAddrWithMask& k) override {
+    log.push_back("ordMap " + Orv::valueToStrep(k));
+  }
   void onOrdMaporvImmediate() override { log.push_back("ordMap immediate"); }
   void onHashSet(const Kitchen::Pair& k) override { log.push_back("hashSet " + k.name()); }
   void onGroups(const IpAddr& k) override { log.push_back("groups " + Orv::valueToStrep(k)); }
@@ -251,7 +253,7 @@ TEST(ModelInstantiating, FindOrCreateReinstantiationAndParents) {
   EXPECT_EQ(root->holderIs(IntfId("h1")), h);
   root->itemIs(IntfId("i1"));
   rl.notifierIs(nullptr);  // the notifiee held the root too
-  root = nullptr;  // members outlive their parent when held elsewhere
+  root = nullptr;          // members outlive their parent when held elsewhere
   EXPECT_EQ(h->parent(), nullptr);
   EXPECT_EQ(h->fullName(), "/h1");
 }

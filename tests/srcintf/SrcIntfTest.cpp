@@ -57,7 +57,7 @@ TEST_F(SrcIntfTest, RecordFollowsTheActiveAddressThroughTheStatusLifecycle) {
   list(s);  // status added later: the record takes its address
   s->activeAddrWithMaskIs(IpAddrWithMask("10.0.0.2/24"));
   s->activeAddrWithMaskIs(IpAddrWithMask("10.0.0.2/16"));  // same address: record unchanged
-  unlist("Ethernet1");  // status removed: cleared, record kept
+  unlist("Ethernet1");                                     // status removed: cleared, record kept
   EXPECT_EQ(dir->sourceIntf(IntfId("Ethernet1")), rec);
   list(s);  // re-added
   EXPECT_EQ(log.seen, (std::vector<std::string>{"10.0.0.1", "10.0.0.2", "0.0.0.0", "10.0.0.2"}));
@@ -146,8 +146,8 @@ TEST_F(SrcIntfTest, VrfMachineLifecycle) {
   vrf->ipIntfStatusIs(s);  // status added later
   s->activeAddrWithMaskIs(IpAddrWithMask("10.0.0.2/24"));
   s->activeAddrWithMaskIs(IpAddrWithMask("10.0.0.2/25"));  // same address
-  vrf->ipIntfStatusDel(IntfId("Ethernet1"));                 // removed
-  vrf->ipIntfStatusIs(s);                                    // re-added
+  vrf->ipIntfStatusDel(IntfId("Ethernet1"));               // removed
+  vrf->ipIntfStatusIs(s);                                  // re-added
   EXPECT_EQ(log.seen, (std::vector<std::string>{"10.0.0.1", "10.0.0.2", "0.0.0.0", "10.0.0.2"}));
 
   EXPECT_EQ(sm->registerSourceIntf(IntfId("Ethernet1")), rec);
@@ -221,7 +221,8 @@ TEST_F(SrcIntfTest, TraceLinesOfTheWholeSystemMachine) {
   const std::string reg =
       "Ip::SourceIntf::SourceIntf::Ptr "
       "Ip::SourceIntf::SourceIntfSm::registerSourceIntf(Lumen::IntfId)";
-  const std::string addr = "void Ip::SourceIntf::SourceIntfSm::handleActiveAddrWithMask(Lumen::IntfId)";
+  const std::string addr =
+      "void Ip::SourceIntf::SourceIntfSm::handleActiveAddrWithMask(Lumen::IntfId)";
   const std::string del = "void Ip::SourceIntf::SourceIntfSm::OrvIpIntfStatus::handleDel()";
   const std::string unreg = "void Ip::SourceIntf::SourceIntfSm::unregisterSourceIntf(const Ptr&)";
   EXPECT_EQ(lines, (std::vector<std::string>{

@@ -13,8 +13,8 @@ class LeakCheck : public ::testing::EmptyTestEventListener {
   void OnTestEnd(const ::testing::TestInfo& info) override {
     auto after = Orv::AllocTrackTypeInfo::totalLiveObjects();
     if (after != before_) {
-      ADD_FAILURE() << info.test_suite_name() << "." << info.name() << " left "
-                    << (after - before_) << " tracked objects alive:\n"
+      ADD_FAILURE() << info.test_suite_name() << "." << info.name() << " left " << (after - before_)
+                    << " tracked objects alive:\n"
                     << Orv::AllocTrackTypeInfo::liveReport();
     }
   }
