@@ -75,3 +75,14 @@ function(orvgen_emit)
     VERBATIM)
   target_sources(${U_TARGET} PRIVATE ${outputs})
 endfunction()
+
+# Adds every child folder of the current one that has a CMakeLists.txt, so a
+# new test, benchmark or fuzz folder needs no edit here.
+function(ipmodel_add_child_dirs)
+  file(GLOB children LIST_DIRECTORIES true ${CMAKE_CURRENT_SOURCE_DIR}/*)
+  foreach(child ${children})
+    if(IS_DIRECTORY ${child} AND EXISTS ${child}/CMakeLists.txt)
+      add_subdirectory(${child})
+    endif()
+  endforeach()
+endfunction()

@@ -193,44 +193,22 @@ def emit_value(v):
 
 # --- entities ----------------------------------------------------------------
 
-ENTITY_CLASS = """\
-class IPMODEL_API $name$ : public Orv::Entity, public Orv::AllocTracked<$name$> {
+# Entities, state machines and counted objects share one class shape; an
+# entity adds the notifiee classes, its identity and the framework overrides.
+STRUCT_CLASS = """\
+class IPMODEL_API $name$ : public $base$, public Orv::AllocTracked<$name$> {
  public:
   using Ptr = Orv::Ptr<$name$>;
   using PtrConst = Orv::Ptr<const $name$>;
-  class NotifieeConst;
-  class Notifiee;
-  $reactors$
-  $keyof$
+  $nested$
   static const Orv::TypeDesc orvType;
-  const Orv::TypeDesc& fwkType() const override { return orvType; }
+  const Orv::TypeDesc& fwkType() const$override$ { return orvType; }
   static Ptr $typeIs$($params$);
   $identity$
 
   $public$
 
-  int orvAttr(Orv::AttrOp op, std::uint16_t id, Orv::AttrArg& arg) override;
-
- protected:
-  $explicit$$name$($params$);
-  ~$name$() override;
-
- private:
-  $members$
-};"""
-
-OBJECT_CLASS = """\
-class IPMODEL_API $name$ : public Orv::PtrInterface, public Orv::AllocTracked<$name$> {
- public:
-  using Ptr = Orv::Ptr<$name$>;
-  using PtrConst = Orv::Ptr<const $name$>;
-  static const Orv::TypeDesc orvType;
-  const Orv::TypeDesc& fwkType() const { return orvType; }
-  static Ptr $typeIs$($params$);
-
-  $public$
-
-  int orvAttr(Orv::AttrOp op, std::uint16_t id, Orv::AttrArg& arg);
+  int orvAttr(Orv::AttrOp op, std::uint16_t id, Orv::AttrArg& arg)$override$;
 
  protected:
   $explicit$$name$($params$);
@@ -307,11 +285,15 @@ def emit_entity(e):
         public.append(f"void {e.init_fn}();  // hand-written, run at the end of the constructor")
     if e.counted:
         return emit_object(e, s, public, params, args, inits)
+    nested = ["class NotifieeConst;", "class Notifiee;"] + [f"class {r.name};" for r in e.reactors]
+    if keyof:
+        nested.append(keyof)
     header = render(
-        ENTITY_CLASS,
+        STRUCT_CLASS,
         name=name,
-        reactors=[f"class {r.name};" for r in e.reactors],
-        keyof=keyof,
+        base="Orv::Entity",
+        nested=nested,
+        override=" override",
         typeIs=N.type_is(name),
         params=params,
         identity=identity,
@@ -349,20 +331,7 @@ def emit_entity(e):
     )
     src.append(f"{name}::Ptr {N.factory(name)}({params}) {{ return {name}::{N.type_is(name)}({args}); }}")
     src.extend(s.source)
-    cases = "\n".join("    " + l.replace("\n", "\n    ") for l in s.dispatch)
-    src.append(
-        f"int {q}::orvAttr(Orv::AttrOp op, std::uint16_t id, Orv::AttrArg& arg) {{\n"
-        f"  switch (id) {{\n{cases}\n    default:\n      return Orv::Entity::orvAttr(op, id, arg);\n  }}\n}}"
-    )
-    rows = "\n".join("  " + r for r in s.desc)
-    kind = "stateMachine" if e.sm else "entity"
-    src.append(
-        f"namespace {{\nconst Orv::AttrDesc orvAttrs_{name}[] = {{\n{rows}\n}};\n}}  // namespace\n"
-        f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::{kind}, orvAttrs_{name}, "
-        f"{len(s.desc)}, nullptr, 0, 0}};"
-        if s.desc
-        else f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::{kind}, nullptr, 0, nullptr, 0, 0}};"
-    )
+    src.extend(dispatch_and_desc(e, s, "stateMachine" if e.sm else "entity", "Orv::Entity::orvAttr(op, id, arg)"))
     return header, notifiee, factory_decl, "\n".join(s.inline), "\n\n".join(src)
 
 
@@ -407,14 +376,38 @@ def emit_reactor(e, r):
     )
 
 
+def dispatch_and_desc(e, s, kind, fallback):
+    """The generic-access switch and the descriptor of an entity or object."""
+    name, q = e.name, e.qname
+    cases = "\n".join("    " + l.replace("\n", "\n    ") for l in s.dispatch)
+    rows = "\n".join("  " + r for r in s.desc)
+    table = f"orvAttrs_{name}" if s.desc else "nullptr"
+    out = [
+        f"int {q}::orvAttr(Orv::AttrOp op, std::uint16_t id, Orv::AttrArg& arg) {{\n"
+        f"  switch (id) {{\n{cases}\n    default:\n      return {fallback};\n  }}\n}}"
+    ]
+    desc = (
+        f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::{kind}, {table}, "
+        f"{len(s.desc)}, nullptr, 0, 0}};"
+    )
+    if s.desc:
+        desc = f"namespace {{\nconst Orv::AttrDesc orvAttrs_{name}[] = {{\n{rows}\n}};\n}}  // namespace\n" + desc
+    out.append(desc)
+    return out
+
+
 def emit_object(e, s, public, params, args, inits):
     """A counted object: attributes and a factory, no notifiees or parent."""
     name, q = e.name, e.qname
     header = render(
-        OBJECT_CLASS,
+        STRUCT_CLASS,
         name=name,
+        base="Orv::PtrInterface",
+        nested="",
+        override="",
         typeIs=N.type_is(name),
         params=params,
+        identity="",
         public=public,
         explicit="explicit " if len(e.params) == 1 else "",
         members=s.members,
@@ -426,17 +419,7 @@ def emit_object(e, s, public, params, args, inits):
         f"{name}::Ptr {N.factory(name)}({params}) {{ return {name}::{N.type_is(name)}({args}); }}",
     ]
     src.extend(s.source)
-    cases = "\n".join("    " + l.replace("\n", "\n    ") for l in s.dispatch)
-    src.append(
-        f"int {q}::orvAttr(Orv::AttrOp op, std::uint16_t id, Orv::AttrArg& arg) {{\n"
-        f"  switch (id) {{\n{cases}\n    default:\n      return 2;\n  }}\n}}"
-    )
-    rows = "\n".join("  " + r for r in s.desc)
-    src.append(
-        f"namespace {{\nconst Orv::AttrDesc orvAttrs_{name}[] = {{\n{rows}\n}};\n}}  // namespace\n"
-        f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::object, orvAttrs_{name}, "
-        f"{len(s.desc)}, nullptr, 0, 0}};"
-    )
+    src.extend(dispatch_and_desc(e, s, "object", "2"))
     factory_decl = f"IPMODEL_API {name}::Ptr {N.factory(name)}({params});"
     return header, "", factory_decl, "\n".join(s.inline), "\n\n".join(src)
 
