@@ -133,8 +133,11 @@ std::string traceLine(const TraceRecord& record) {
   line += '/';
   line += std::to_string(record.level);
   line += ' ';
-  line += record.function;
-  line += ": ";
+  // Handlers whose lines begin with their own signature already name it.
+  if (record.message.substr(0, record.function.size()) != record.function) {
+    line += record.function;
+    line += ": ";
+  }
   line += record.message;
   return line;
 }

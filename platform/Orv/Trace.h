@@ -93,6 +93,8 @@ IPMODEL_API void traceSinkIs(TraceSink sink);
 
 // The default sink's line for a record, without the newline:
 //   "<time> <handle>/<level> <function>: <message>"
+// and "<time> <handle>/<level> <message>" when the message already begins
+// with the function text.
 IPMODEL_API std::string traceLine(const TraceRecord& record);
 
 }  // namespace Orv

@@ -165,3 +165,14 @@ TEST_F(TraceTest, DefaultSinkWritesOneLineToStderr) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(TraceLineFormat, NamesTheFunctionOnce) {
+  Orv::TraceRecord withContext{1.5, "H", 8, "f()", "hello"};
+  EXPECT_EQ(Orv::traceLine(withContext), "1.500000 H/8 f(): hello");
+  Orv::TraceRecord selfNamed{1.5, "H", 8, "void A::f()", "void A::f():Ethernet1"};
+  EXPECT_EQ(Orv::traceLine(selfNamed), "1.500000 H/8 void A::f():Ethernet1");
+}
+
+}  // namespace
