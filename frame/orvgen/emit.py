@@ -3,9 +3,9 @@ three files of a unit (header, forward header, source)."""
 
 from . import names as N
 from .emit_attrs import Sections, attr_emitter, desc_row, echo
-from .model import Entity, EnumType, ValueType
+from .model import EnumType
 from .typesys import cpp_string
-from .writer import indent, ns_blocks, render
+from .writer import ns_blocks, render
 
 
 def banner(unit):

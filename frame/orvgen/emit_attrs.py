@@ -174,8 +174,7 @@ class CollectionEmitter:
             s.public.append(f"void {is_}({kp} k, {V.param} v);")
             s.source.append(
                 f"{echo(a)}\nvoid {q}::{is_}({kp} k, {V.param} v) {{\n"
-                f"  if (auto* p = {m}.find(k)) {{\n    if (*p == v) return;\n    *p = v;\n  }} else {{\n"
-                f"    {m}.insert(k, v);\n  }}\n  {notify}(k);\n}}"
+                f"  if (Orv::frame::collIs({m}, k, v)) {notify}(k);\n}}"
             )
             set_arg = f"{is_}(a.key.as<{K}>(), a.value.as<{V.cpp}>()); return true;"
         elif c.shape == "set":
@@ -191,8 +190,7 @@ class CollectionEmitter:
             s.source.append(
                 f"{echo(a)}\nvoid {q}::{is_}({V.param} v) {{\n"
                 f"  const {K} k = v.{c.by}();\n"
-                f"  if (auto* p = {m}.find(k)) {{\n    if (*p == v) return;\n    *p = v;\n  }} else {{\n"
-                f"    {m}.insert(k, v);\n  }}\n  {notify}(k);\n}}"
+                f"  if (Orv::frame::collIs({m}, k, v)) {notify}(k);\n}}"
             )
             set_arg = f"{is_}(a.value.as<{V.cpp}>()); return true;"
         elif c.shape == "ptrby":
@@ -202,9 +200,8 @@ class CollectionEmitter:
                 f"{echo(a)}\nvoid {q}::{is_}(const {mt}& v) {{\n"
                 f"  if (!v) throw Orv::RangeException({msg});\n"
                 f"  const {K} k = v->{c.by}();\n"
-                f"  if (auto* p = {m}.find(k)) {{\n    if (*p == v) return;\n"
-                f"    ORV_ASSERT((*p)->{c.by}() == k);\n    *p = v;\n  }} else {{\n"
-                f"    {m}.insert(k, v);\n  }}\n  {notify}(k);\n}}"
+                f"  if (Orv::frame::collIs({m}, k, v, [&](const {mt}& old) {{ ORV_ASSERT(old->{c.by}() == k); }})) {{\n"
+                f"    {notify}(k);\n  }}\n}}"
             )
             set_arg = f"{is_}(a.value.as<{mt}>()); return true;"
         else:  # new
@@ -217,7 +214,7 @@ class CollectionEmitter:
                 f"    Orv::frame::checkReinstantiate(*p, {cpp_string(x.name)}, p->{x.name}(), {x.name});\n"
                 for x in extra
             )
-            found = "auto* p = " + (f"{m}.find(k)" if c.order == "hashed" else f"{m}.find(k) ? {m}.find(k)->ptr() : nullptr")
+            found = f"auto* p = Orv::frame::member({m}, k)"
             insert = f"{m}.insert(e);" if c.order == "hashed" else f"{m}.insert(k, e);"
             s.source.append(
                 f"{echo(a)}\n{mt} {q}::{is_}({params}) {{\n"

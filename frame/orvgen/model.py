@@ -628,7 +628,7 @@ class Resolver:
                                   ondel=ad.ondel)
             if r is None:
                 return None
-            r.key = self.attr_type_of(r.target, ref.by, ref.pos, entity_key=True)
+            r.key = self.attr_type_of(r.target, ref.by, ref.pos)
             if r.key is None:
                 return None
             coll = Coll(ref.order, "reactor", r.key, None, r.target, ref.by, ref.value.const, [], r)
@@ -654,7 +654,7 @@ class Resolver:
             elem = et
             if et is not None:
                 if ref.shape == "ptrby":
-                    key = self.attr_type_of(et, ref.by, ref.pos, entity_key=True)
+                    key = self.attr_type_of(et, ref.by, ref.pos)
                 else:
                     key = self.entity_key_type(et, ref.pos)
                     extra = self.entity_extra_params(et)
@@ -667,7 +667,7 @@ class Resolver:
         a = Attr(ad.name, aid, "collection", None, ad.pos, line, writable=True, coll=coll)
         return a
 
-    def attr_type_of(self, t, name, pos, entity_key=False):
+    def attr_type_of(self, t, name, pos):
         if isinstance(t, Entity) and t.named and name == "name":
             return builtin("Orv::Name")
         for a in t.attrs:

@@ -78,6 +78,3 @@ def null_message(qtype, attr):
     # The trailing double quote is part of the message text.
     return f'null _{attr} parameter to mutator for {qtype}::{attr} not allowed"'
 
-
-def unit_files(unit):
-    return f"{unit}.h", f"{unit}.fwd.h", f"{unit}.cpp"

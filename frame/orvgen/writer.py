@@ -56,10 +56,6 @@ def render(template, **values):
     return "\n".join(out)
 
 
-def indent(text, by="  "):
-    return "\n".join((by + l) if l else l for l in text.split("\n"))
-
-
 def ns_blocks(items):
     """items: (namespace tuple, text). Joins consecutive items of one namespace
     into one namespace block."""

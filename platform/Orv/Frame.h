@@ -94,7 +94,39 @@ int attrColl(AttrOp op, AttrArg& a, const C& c, Get&& get, Set&& set, Del&& del,
   }
 }
 
+// --- collection members ---------------------------------------------------
+
+// Stores v under k: inserts when k is absent, assigns when the stored value
+// differs. Returns whether the collection changed (the caller then notifies).
+// check(old) runs on a stored value about to be replaced.
+template <class C, class K, class V, class Check>
+bool collIs(C& c, const K& k, const V& v, Check&& check) {
+  if (auto* p = c.find(k)) {
+    if (*p == v) return false;
+    check(*p);
+    *p = v;
+    return true;
+  }
+  c.insert(k, v);
+  return true;
+}
+template <class C, class K, class V>
+bool collIs(C& c, const K& k, const V& v) {
+  return collIs(c, k, v, [](const V&) {});
+}
+
 // --- instantiating collections -------------------------------------------
+
+// The member under k of an instantiating collection, or null.
+template <class K, class E, class KeyOf>
+E* member(HashMap<K, E, KeyOf>& c, const K& k) {
+  return c.find(k);
+}
+template <class K, class E>
+E* member(RbTreeMap<K, Ptr<E>>& c, const K& k) {
+  Ptr<E>* p = c.find(k);
+  return p ? p->ptr() : nullptr;
+}
 
 [[noreturn]] IPMODEL_API void reinstantiateFail(const Entity& member, const char* attr,
                                                 const String& passed, const String& current);
