@@ -11,4 +11,5 @@
 #include <ipmodel/L3/UrpfTypes.h>
 #include <ipmodel/L3/IpUtils.h>
 #include <ipmodel/Ip/Ip.h>
+#include <ipmodel/Ip6/SourceAddressSelection.h>
 #include <ipmodel/SrcIntf/SrcIntf.h>

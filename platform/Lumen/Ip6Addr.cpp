@@ -4,7 +4,7 @@
 #include <ostream>
 
 #include <ipmodel/Lumen/IpAddr.h>
-#include <ipmodel/Lumen/TextParse.h>
+#include <ipmodel/Lumen/internal/TextParse.h>
 #include <ipmodel/Orv/Exception.h>
 #include <ipmodel/Orv/Hash.h>
 

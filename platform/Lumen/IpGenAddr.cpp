@@ -2,7 +2,7 @@
 
 #include <ostream>
 
-#include <ipmodel/Lumen/TextParse.h>
+#include <ipmodel/Lumen/internal/TextParse.h>
 #include <ipmodel/Orv/Assert.h>
 #include <ipmodel/Orv/Exception.h>
 
