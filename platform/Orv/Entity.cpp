@@ -58,12 +58,6 @@ bool NotifieeConst::notifierIsBase(const Entity* e) {
 
 Entity::~Entity() { ORV_ASSERT(notifiees_ == nullptr); }
 
-std::size_t Entity::notifieeCount() const {
-  std::size_t n = 0;
-  for (auto* p = notifiees_; p != nullptr; p = p->next_) ++n;
-  return n;
-}
-
 String Entity::parentAttrName() const {
   if (parent_ == nullptr || parentAttrId_ == 0) return String();
   const AttrDesc* a = parent_->fwkType().attr(parentAttrId_);

@@ -13,7 +13,9 @@
 // notifiees (themselves included) and change the notifier while it notifies.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <utility>
 
 #include <ipmodel/Orv/Collections.h>
@@ -47,11 +49,59 @@ class IPMODEL_API NotifieeConst {
 
  private:
   friend class Entity;
+  friend class NotifieeList;
   void unlink();
 
   Ptr<const Entity> notifier_;
   NotifieeConst* next_ = nullptr;
   NotifieeConst* prev_ = nullptr;  // the head's prev_ is the tail
+};
+
+// The notifiees attached to one entity, in attach order, as a forward range.
+// A view: it is valid while the list is not changed, so a handler that may
+// attach or detach notifiees must not hold one across that change.
+class NotifieeList {
+ public:
+  class const_iterator {
+   public:
+    using value_type = NotifieeConst;
+    using reference = NotifieeConst&;
+    using pointer = NotifieeConst*;
+    using difference_type = std::ptrdiff_t;
+    using iterator_category = std::forward_iterator_tag;
+
+    const_iterator() = default;
+    explicit const_iterator(NotifieeConst* n) : n_(n) {}
+    NotifieeConst& operator*() const { return *n_; }
+    NotifieeConst* operator->() const { return n_; }
+    const_iterator& operator++() {
+      n_ = n_->next_;
+      return *this;
+    }
+    const_iterator operator++(int) {
+      const_iterator old = *this;
+      ++*this;
+      return old;
+    }
+    bool operator==(const const_iterator& o) const { return n_ == o.n_; }
+
+   private:
+    NotifieeConst* n_ = nullptr;
+  };
+  using iterator = const_iterator;
+
+  explicit NotifieeList(NotifieeConst* head) : head_(head) {}
+  const_iterator begin() const { return const_iterator(head_); }
+  const_iterator end() const { return const_iterator(); }
+  bool empty() const { return head_ == nullptr; }
+  std::size_t size() const {
+    std::size_t n = 0;
+    for (auto* p = head_; p != nullptr; p = p->next_) ++n;
+    return n;
+  }
+
+ private:
+  NotifieeConst* head_;
 };
 
 namespace detail {
@@ -93,7 +143,9 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   bool notificationActive() const { return notificationActive_; }
   void hasNotificationActiveIs(bool on) { notificationActive_ = on; }
   bool hasNotifiees() const { return notifiees_ != nullptr; }
-  std::size_t notifieeCount() const;
+  std::size_t notifieeCount() const { return notifieeList().size(); }
+  // The attached notifiees (reactors), in attach order.
+  NotifieeList notifieeList() const { return NotifieeList(notifiees_); }
 
   virtual bool orvHasAttrLogInterface() const { return false; }
   virtual bool hasBackupSupport() const { return false; }

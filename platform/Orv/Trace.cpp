@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 #include <ipmodel/Orv/Clock.h>
 #include <ipmodel/Orv/Exception.h>
@@ -117,11 +118,15 @@ bool traceLevelIs(std::string_view name, int level, bool on) {
   return found;
 }
 
-void traceSinkIs(TraceSink sink) {
+TraceSink traceSinkIs(TraceSink sink) {
   auto next = sink ? std::make_shared<const TraceSink>(std::move(sink)) : nullptr;
   Registry& r = registry();
-  std::lock_guard lock(r.mutex);
-  r.sink = std::move(next);
+  std::shared_ptr<const TraceSink> old;
+  {
+    std::lock_guard lock(r.mutex);
+    old = std::exchange(r.sink, std::move(next));
+  }
+  return old ? *old : TraceSink();
 }
 
 std::string traceLine(const TraceRecord& record) {

@@ -86,10 +86,11 @@ IPMODEL_API std::vector<TraceHandle*> traceHandles();
 // handle has that name. Throws RangeException for levels outside 0..9.
 IPMODEL_API bool traceLevelIs(std::string_view name, int level, bool on);
 
-// Installs the process-wide sink; an empty function restores the default
-// (one line per record on stderr). The sink may be called from any thread
-// that traces, and may itself trace.
-IPMODEL_API void traceSinkIs(TraceSink sink);
+// Installs the process-wide sink and returns the one it replaced (empty for
+// the default), so a caller can put it back. An empty function restores the
+// default (one line per record on stderr). The sink may be called from any
+// thread that traces, and may itself trace.
+IPMODEL_API TraceSink traceSinkIs(TraceSink sink);
 
 // The default sink's line for a record, without the newline:
 //   "<time> <handle>/<level> <function>: <message>"

@@ -104,7 +104,9 @@ TEST(ModelNotifiee, VisitsInAttachOrderAndToleratesDetachDuringNotification) {
   a.notifierIs(item);
   b.notifierIs(item);
   c.notifierIs(item);
-  EXPECT_EQ(item->notifieeCount(), 3u);
+  std::vector<const Orv::NotifieeConst*> listed;
+  for (const Orv::NotifieeConst& n : item->notifieeList()) listed.push_back(&n);
+  EXPECT_EQ(listed, (std::vector<const Orv::NotifieeConst*>{&a, &b, &c}));
   b.victim = &c;  // b detaches c, which was about to be visited
   item->flagIs(false);
   EXPECT_EQ(order, (std::vector<int>{1, 2}));
@@ -115,6 +117,9 @@ TEST(ModelNotifiee, VisitsInAttachOrderAndToleratesDetachDuringNotification) {
     d.notifierIs(item);
   }  // destruction detaches
   EXPECT_EQ(item->notifieeCount(), 2u);
+  a.notifierIs(nullptr);
+  b.notifierIs(nullptr);
+  EXPECT_TRUE(item->notifieeList().empty());
 }
 
 TEST(ModelNotifiee, NotifieeKeepsItsNotifierAlive) {

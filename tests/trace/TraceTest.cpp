@@ -152,6 +152,23 @@ TEST_F(TraceTest, SinkMayTrace) {
   EXPECT_EQ(seen, (std::vector<std::string>{"outer", "nested"}));
 }
 
+TEST_F(TraceTest, ReplacedSinkIsHandedBackForRestoring) {
+  trace.levelIs(1, true);
+  std::vector<std::string> inner;
+  Orv::TraceSink outer =
+      Orv::traceSinkIs([&](const Orv::TraceRecord& r) { inner.emplace_back(r.message); });
+  ORV_TRACE(trace, 1, "to inner");
+  Orv::TraceSink mine = Orv::traceSinkIs(std::move(outer));
+  ORV_TRACE(trace, 1, "to outer");
+  ASSERT_EQ(inner, std::vector<std::string>{"to inner"});
+  ASSERT_EQ(lines_.size(), 1u);
+  EXPECT_EQ(lines_[0].message, "to outer");
+  ASSERT_TRUE(mine);
+  // The default sink comes back as an empty function.
+  Orv::traceSinkIs({});
+  EXPECT_FALSE(Orv::traceSinkIs(std::move(mine)));
+}
+
 TEST_F(TraceTest, DefaultSinkWritesOneLineToStderr) {
   Orv::traceSinkIs({});
   Orv::clockIs([] { return 1700000000.5; });
