@@ -79,7 +79,7 @@ template <class Sm, class Coll>
 void sweep(Sm& sm, const Coll& entries) {
   for (auto it = entries.begin(); it != entries.end(); ++it) sm.ipIntfStatusIs(it.value());
   for (auto it = sm.ipIntfStatus().begin(); it != sm.ipIntfStatus().end(); ++it) {
-    if (!entries.find(it.key())) sm.ipIntfStatusDel(it.key());
+    if (!entries.contains(it.key())) sm.ipIntfStatusDel(it.key());
   }
 }
 

@@ -25,7 +25,7 @@ class StatusPrinter : public Ip::IpIntfStatus::NotifieeConst {
   }
   void onActiveSecondaryWithMask(const Lumen::IpAddrWithMask& a) override {
     std::cout << "  status: " << notifier()->intfId() << " activeSecondaryWithMask " << a << " "
-              << (notifier()->activeSecondaryWithMask().find(a) ? "added" : "removed") << "\n";
+              << (notifier()->activeSecondaryWithMask().contains(a) ? "added" : "removed") << "\n";
   }
   void onUseVirtualAddr() override {
     std::cout << "  status: " << notifier()->intfId() << " useVirtualAddr "

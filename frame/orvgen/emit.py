@@ -120,7 +120,7 @@ def emit_value(v):
                 raise AssertionError("value types hold sets only")
             kp = c.key.param
             members.append(f"{c.cpp} {m};")
-            pub.append(f"const {c.cpp}& {a.name}() const {{ return {m}; }}")
+            pub.append(f"Orv::CollRange<const {c.cpp}> {a.name}() const {{ return Orv::CollRange<const {c.cpp}>({m}); }}")
             pub.append(f"bool {a.name}({kp} k) const {{ return {m}.contains(k); }}")
             pub.append(f"void {N.setter(a.name)}({kp} k) {{ {m}.insert(k, Orv::Unit{{}}); }}")
             pub.append(f"bool {N.deleter(a.name)}({kp} k) {{ return static_cast<bool>({m}.extract(k)); }}")

@@ -154,7 +154,9 @@ class CollectionEmitter:
         value_type = {"set": c.key.cpp, "new": c.elem.qname if c.elem else "", "ptrby": mt}.get(c.shape, mt)
         s.desc.append(desc_row(a, value_type, c.key.cpp, c.kind_name))
         # lookup and iteration
-        s.public.append(f"const {c.cpp}& {a.name}() const {{ return {m}; }}")
+        s.public.append(f"Orv::CollRange<const {c.cpp}> {a.name}() const {{ return Orv::CollRange<const {c.cpp}>({m}); }}")
+        if c.shape == "new" and c.order == "hashed":
+            s.public.append(f"Orv::CollRange<{c.cpp}> {a.name}() {{ return Orv::CollRange<{c.cpp}>({m}); }}")
         s.public.append(f"{mt} {a.name}({kp} k) const;")
         if c.shape == "set":
             look = f"return {m}.find(k) != nullptr;"
@@ -268,7 +270,7 @@ def _reactor_coll_sections(self):
     rp = f"Orv::Ptr<{r.name}>"
     s.public.append(echo(a))
     s.members.append(f"{c.cpp} {m};")
-    s.public.append(f"const {c.cpp}& {a.name}() const {{ return {m}; }}")
+    s.public.append(f"Orv::CollRange<const {c.cpp}> {a.name}() const {{ return Orv::CollRange<const {c.cpp}>({m}); }}")
     s.public.append(f"{rp} {a.name}({kp} k) const;")
     rq = f"Orv::Ptr<{q}::{r.name}>"
     s.inline.append(f"inline {rq} {q}::{a.name}({kp} k) const {{\n  auto* p = {m}.find(k);\n  return p ? *p : {rq}();\n}}")

@@ -205,6 +205,38 @@ class CollIter {
   std::uint64_t version_ = 0;
 };
 
+// What an entity hands out for one of its collection attributes: the
+// members in the collection's order and their count, without the container
+// type or its mutators. CollRange<const Map> iterates with const_iterator;
+// CollRange<Map> (offered for collections of entities the owner created)
+// with iterator, which reaches the members themselves.
+template <class Map>
+class CollRange {
+ public:
+  using iterator =
+      std::conditional_t<std::is_const_v<Map>, typename std::remove_const_t<Map>::const_iterator,
+                         typename Map::iterator>;
+  using const_iterator = typename std::remove_const_t<Map>::const_iterator;
+
+  explicit CollRange(Map& map) : map_(&map) {}
+  iterator begin() const { return map_->begin(); }
+  iterator end() const { return map_->end(); }
+  const_iterator cbegin() const { return map_->cbegin(); }
+  const_iterator cend() const { return map_->cend(); }
+  std::size_t size() const { return map_->size(); }
+  bool empty() const { return map_->empty(); }
+  template <class K>
+  bool contains(const K& k) const {
+    return map_->find(k) != nullptr;
+  }
+  // Hashed collections: the bucket array's current size.
+  std::size_t bucketCount() const requires requires(const Map& m) { m.bucketCount(); }
+  { return map_->bucketCount(); }
+
+ private:
+  Map* map_;
+};
+
 }  // namespace Orv
 
 #include <ipmodel/Orv/HashMap.h>

@@ -247,6 +247,20 @@ TEST(ModelInstantiating, FindOrCreateReinstantiationAndParents) {
   EXPECT_EQ(root->leaf(IntfId("Ethernet1")), a);
   EXPECT_EQ(rl.leaf, 1);
 
+  // Callers iterate members without seeing the container: non-const
+  // iteration reaches the members' setters, const iteration reads them.
+  root->leafIs(IntfId("Ethernet2"), owner);
+  for (Kitchen::Leaf& leaf : root->leaf()) leaf.levelIs(7);
+  const Kitchen::Root& croot = *root;
+  int seen = 0;
+  for (const Kitchen::Leaf& leaf : croot.leaf()) seen += leaf.level();
+  EXPECT_EQ(seen, 14);
+  EXPECT_EQ(croot.leaf().size(), 2u);
+  EXPECT_TRUE(croot.leaf().contains(IntfId("Ethernet2")));
+  root->leafDel(IntfId("Ethernet2"));
+  a->levelIs(0);
+  rl.leaf = 1;
+
   // Removal drops the collection's reference only; the holder keeps it.
   EXPECT_EQ(root->leafDel(IntfId("Ethernet1")), a);
   EXPECT_EQ(rl.leaf, 2);
