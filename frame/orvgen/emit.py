@@ -106,7 +106,7 @@ def emit_value(v):
     for a in v.attrs:
         pub.append(echo(a))
         m = N.member(a.name)
-        rows.append("  " + desc_row(a, a.coll.cpp if a.coll else a.cpp, a.coll.key.cpp if a.coll else None,
+        rows.append("  " + desc_row(a, q, a.coll.cpp if a.coll else a.cpp, a.coll.key.cpp if a.coll else None,
                                     a.coll.kind_name if a.coll else None))
         if a.category == "computed":
             pub.append(f"{a.cpp} {a.name}() const;  // hand-written")

@@ -35,12 +35,14 @@ CATEGORY = {
 }
 
 
-def desc_row(a, value_type, key_type=None, coll_kind=None):
+def desc_row(a, owner, value_type, key_type=None, coll_kind=None):
+    """One attribute-table row; owner is the qualified name of the type
+    whose table holds it."""
     k = cpp_string(key_type) if key_type else "nullptr"
     ck = cpp_string(coll_kind) if coll_kind else "nullptr"
     w = "true" if a.writable else "false"
     return (
-        f"{{{cpp_string(a.name)}, {a.id}, Orv::AttrCategory::{CATEGORY[a.category]}, {w}, "
+        f"{{{cpp_string(a.name)}, &{owner}::orvType, {a.id}, Orv::AttrCategory::{CATEGORY[a.category]}, {w}, "
         f"{cpp_string(value_type)}, {k}, {ck}}},"
     )
 
@@ -71,7 +73,7 @@ class ScalarEmitter:
         vt = a.cpp
         if a.category == "constant":
             s.public.append(f"static {a.cpp} {a.name}() {{ return {a.default}; }}")
-            s.desc.append(desc_row(a, vt))
+            s.desc.append(desc_row(a, o.qname, vt))
             s.dispatch.append(f"case {a.id}: return Orv::frame::attrGet(op, arg, {a.name}());")
             return s
         if a.category == "computed":
@@ -84,12 +86,12 @@ class ScalarEmitter:
                 )
             else:
                 s.dispatch.append(f"case {a.id}: return Orv::frame::attrGet(op, arg, {a.name}());")
-            s.desc.append(desc_row(a, vt))
+            s.desc.append(desc_row(a, o.qname, vt))
             return s
         s.public.append(f"{getter_ret(a)} {a.name}() const {{ return {m}; }}")
         init = f" = {a.default}" if a.default is not None else ("{}" if a.type is not None and a.type.by_value else "")
         s.members.append(f"{a.cpp} {m}{init};")
-        s.desc.append(desc_row(a, vt))
+        s.desc.append(desc_row(a, o.qname, vt))
         if a.category == "key":
             s.dispatch.append(f"case {a.id}: return Orv::frame::attrGet(op, arg, {m});")
             return s
@@ -152,7 +154,7 @@ class CollectionEmitter:
         s.handlers.append(f"virtual void {N.handler(a.name)}() {{}}")
         s.immediate.append(f"{N.immediate_handler(a.name)}();")
         value_type = {"set": c.key.cpp, "new": c.elem.qname if c.elem else "", "ptrby": mt}.get(c.shape, mt)
-        s.desc.append(desc_row(a, value_type, c.key.cpp, c.kind_name))
+        s.desc.append(desc_row(a, self.o.qname, value_type, c.key.cpp, c.kind_name))
         # lookup and iteration
         s.public.append(f"Orv::CollRange<const {c.cpp}> {a.name}() const {{ return Orv::CollRange<const {c.cpp}>({m}); }}")
         if c.shape == "new" and c.order == "hashed":
@@ -298,7 +300,7 @@ def _reactor_coll_sections(self):
         f"    v->notifierIs(nullptr);\n    v->orvSmIs(nullptr);\n  }});\n}}"
     )
     s.dtor.append(f"{delall}();")
-    s.desc.append(desc_row(a, r.target.qname, K, c.kind_name))
+    s.desc.append(desc_row(a, o.qname, r.target.qname, K, c.kind_name))
     s.dispatch.append(
         f"case {a.id}:\n  return Orv::frame::attrColl<{K}>(\n"
         f"      op, arg, {m}, [&]({kp} k) {{ return {a.name}(k); }},\n"
@@ -348,7 +350,7 @@ class ReactorEmitter:
             f"  r->notifierIs(nullptr);\n  r->orvSmIs(nullptr);\n}}"
         )
         s.dtor.append(f"{N.deleter(a.name)}();")
-        s.desc.append(desc_row(a, r.target.qname))
+        s.desc.append(desc_row(a, o.qname, r.target.qname))
         s.dispatch.append(
             f"case {a.id}: return Orv::frame::attrStored(op, arg, {a.name}(), "
             f"[&](const {tp}& v) {{ {N.setter(a.name)}(v); }});"

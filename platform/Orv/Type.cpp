@@ -19,6 +19,46 @@ Registry& registry() {
 }
 }  // namespace
 
+namespace {
+const AttrDesc entityBaseAttrs[] = {
+    {"name", &entityBaseType, AttrId::name, AttrCategory::key, false, "Orv::Name", nullptr,
+     nullptr},
+    {"parent", &entityBaseType, AttrId::parent, AttrCategory::computed, false, "Orv::Entity",
+     nullptr, nullptr},
+    {"parentAttrName", &entityBaseType, AttrId::parentAttrName, AttrCategory::computed, false,
+     "Orv::String", nullptr, nullptr},
+    {"fullName", &entityBaseType, AttrId::fullName, AttrCategory::computed, false, "Orv::String",
+     nullptr, nullptr},
+    {"entity", &entityBaseType, AttrId::entity, AttrCategory::computed, false, "Orv::Entity",
+     nullptr, nullptr},
+};
+
+template <class Match>
+const AttrDesc* findAttr(const TypeDesc& t, Match&& match) {
+  for (std::uint16_t i = 0; i < t.attrCount; ++i) {
+    if (match(t.attrs[i])) return &t.attrs[i];
+  }
+  if (t.kind == TypeKind::entity && &t != &entityBaseType) return findAttr(entityBaseType, match);
+  return nullptr;
+}
+}  // namespace
+
+const TypeDesc entityBaseType = {"Orv::Entity",
+                                 TypeKind::entity,
+                                 entityBaseAttrs,
+                                 sizeof entityBaseAttrs / sizeof entityBaseAttrs[0],
+                                 nullptr,
+                                 0,
+                                 0};
+
+const AttrDesc* TypeDesc::attr(std::uint16_t id) const {
+  return findAttr(*this, [id](const AttrDesc& a) { return a.id == id; });
+}
+
+const AttrDesc* TypeDesc::attr(std::string_view n) const {
+  return findAttr(*this, [n](const AttrDesc& a) { return n == a.name; });
+}
+
 const char* attrCategoryName(AttrCategory c) {
   switch (c) {
     case AttrCategory::key:

@@ -39,8 +39,11 @@ constexpr std::uint16_t firstEntityAttr = 258;
 constexpr std::uint16_t firstValueAttr = 2;
 }  // namespace AttrId
 
+struct TypeDesc;
+
 struct AttrDesc {
   const char* name;
+  const TypeDesc* owner;  // the type whose table holds the attribute
   std::uint16_t id;
   AttrCategory category;
   bool writable;          // has a setter (stored, pointer, writable computed)
@@ -63,19 +66,18 @@ struct TypeDesc {
   std::uint16_t enumeratorCount;
   std::uint8_t valueWidth;  // bytes of an enumeration's value (4)
 
-  const AttrDesc* attr(std::uint16_t id) const {
-    for (std::uint16_t i = 0; i < attrCount; ++i) {
-      if (attrs[i].id == id) return &attrs[i];
-    }
-    return nullptr;
-  }
-  const AttrDesc* attr(std::string_view n) const {
-    for (std::uint16_t i = 0; i < attrCount; ++i) {
-      if (n == attrs[i].name) return &attrs[i];
-    }
-    return nullptr;
-  }
+  // The attribute with that identifier or name: the type's own, or for an
+  // entity type one of the base attributes every entity answers (their
+  // owner is entityBaseType). nullptr when there is none.
+  IPMODEL_API const AttrDesc* attr(std::uint16_t id) const;
+  IPMODEL_API const AttrDesc* attr(std::string_view n) const;
 };
+
+// The base attributes of every entity (name 130, parent 138, parentAttrName
+// 139, fullName 141, entity 143), answered by Orv::Entity itself. A type's
+// own table lists only its own attributes; lookups by identifier or name on
+// an entity type fall back to this table. It is not in the registry.
+IPMODEL_API extern const TypeDesc entityBaseType;
 
 // Registers a descriptor. Registering the same descriptor twice is harmless;
 // two different descriptors with one name is a programming error.

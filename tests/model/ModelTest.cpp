@@ -408,6 +408,23 @@ TEST(ModelRegistry, DescriptorsAreRegisteredWithTheirAttributeTables) {
   ASSERT_NE(v, nullptr);
   EXPECT_EQ(v->attrs[0].id, 2);
   EXPECT_EQ(Orv::typeNode("Kitchen::Nothing"), nullptr);
+
+  // Every row knows its owning type; an entity's base attributes are found
+  // through any entity type but belong to the base, and a value type has none.
+  for (std::uint16_t i = 0; i < t->attrCount; ++i) EXPECT_EQ(t->attrs[i].owner, t);
+  EXPECT_EQ(v->attrs[0].owner, v);
+  for (std::uint16_t id : {130, 138, 139, 141, 143}) {
+    const Orv::AttrDesc* base = t->attr(id);
+    ASSERT_NE(base, nullptr) << id;
+    EXPECT_EQ(base->owner, &Orv::entityBaseType);
+    EXPECT_EQ(t->attr(base->name), base);
+  }
+  EXPECT_STREQ(t->attr(141)->name, "fullName");
+  EXPECT_EQ(v->attr(130), nullptr);
+  EXPECT_EQ(t->attr(131), nullptr);
+  auto item = Kitchen::itemFactory(IntfId("e"));
+  Orv::AttrArg a;
+  EXPECT_EQ(item->orvAttr(Orv::AttrOp::get, t->attr("fullName")->id, a), 0);
 }
 
 TEST(ModelHandWritten, WritableComputedForwardsToAnotherEntity) {
