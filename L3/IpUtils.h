@@ -2,18 +2,15 @@
 // request on a netlink socket the caller has opened.
 #pragma once
 
-#include <cstdint>
-
+#include <ipmodel/Ip/Ip.fwd.h>
 #include <ipmodel/Lumen/Ip6Addr.h>
 #include <ipmodel/Lumen/IpAddr.h>
 #include <ipmodel/Orv/Export.h>
 
 namespace Ip {
 
-// Address scope; its numeric value is the kernel's scope byte (universe 0,
-// site 200, link 253, host 254, nowhere 255).
-enum class IpAddrScope : std::uint32_t;
-
+// `scope` is the generated Ip::IpAddrScope, whose numeric value is the
+// kernel's scope byte (universe 0, site 200, link 253, host 254, nowhere 255).
 // Asks the kernel to add (or replace) the IPv4 address `addr`/`prefixLen` on
 // interface `ifindex`. The request carries NLM_F_REQUEST | NLM_F_ACK |
 // NLM_F_REPLACE, the address as IFA_LOCAL only, IFA_F_SECONDARY when
