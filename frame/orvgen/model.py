@@ -621,6 +621,11 @@ class Resolver:
         if ref.shape in ("ptrby", "new") and isinstance(owner, ValueType):
             self.d.error(ad.pos, "a value type holds collections of values only")
             return None
+        if isinstance(owner, ValueType) and (ref.shape != "set" or ref.order != "hashed"):
+            # A value's text and attribute-log forms write a collection as
+            # its keys alone, which only a hashed set can be read back from.
+            self.d.error(ad.pos, "a value type holds hashed sets only, not maps or ordered collections")
+            return None
         key = value = elem = None
         extra = []
         if ref.shape == "reactor":

@@ -149,6 +149,29 @@ class ResolverTest(unittest.TestCase):
             ],
         )
 
+    def test_value_types_hold_hashed_sets_only(self):
+        # Maps and ordered collections inside a value have no text or log
+        # form that reads back; they are refused where they are declared.
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            value V(a) {
+              a: U32 key
+              m: ordered U32 -> bool
+              h: hashed U32 -> bool
+              o: ordered set U32
+              s: hashed set U32
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [f"m/T.model:{n}:3: error: a value type holds hashed sets only, not maps or ordered collections"
+             for n in (5, 6, 7)],
+        )
+
     def test_register_list_must_name_every_type_once(self):
         d = diagnostics(
             """\
