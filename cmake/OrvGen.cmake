@@ -1,10 +1,13 @@
-# orvgen_unit(MODEL <file> [IMPORTS <model files>...])
+# orvgen_unit(MODEL <file>)
 #
 # Runs the model generator on one model file at build time. Outputs go to
 # ${IPMODEL_GEN_DIR}/ipmodel/<folder>/<Unit>.{h,fwd.h,cpp}, where <folder> is
 # the model file's folder name, and the .cpp is added to the ipmodel library
-# (or to TARGET when given). The command depends on the model, the imported
-# models and every generator source, so editing any of them regenerates.
+# (or to TARGET when given). The generator finds the model files of the
+# units a model imports itself and names them in a depfile, so editing the
+# model, an imported model or any generator source regenerates, and the
+# imports are written only in the model. IMPORTS (model files) is still
+# taken, for imports from outside the tree.
 file(GLOB ORVGEN_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/frame/orvgen/*.py)
 
 # Custom-command outputs are visible only to targets of the directory that
@@ -68,9 +71,10 @@ function(orvgen_emit)
   add_custom_command(
     OUTPUT ${outputs}
     COMMAND ${CMAKE_COMMAND} -E env PYTHONPATH=${CMAKE_SOURCE_DIR}/frame
-            ${Python3_EXECUTABLE} -m orvgen ${model} ${import_args}
-            --out ${IPMODEL_GEN_DIR} --folder ${U_FOLDER}
+            ${Python3_EXECUTABLE} -m orvgen ${model} ${import_args} --root ${CMAKE_SOURCE_DIR}
+            --out ${IPMODEL_GEN_DIR} --folder ${U_FOLDER} --depfile ${out}/${unit}.d
     DEPENDS ${model} ${imports} ${ORVGEN_SOURCES}
+    DEPFILE ${out}/${unit}.d
     COMMENT "Generating model unit ${unit}"
     VERBATIM)
   target_sources(${U_TARGET} PRIVATE ${outputs})

@@ -1,7 +1,12 @@
-"""orvgen MODEL [--import MODEL]... --out DIR [--folder NAME]
+"""orvgen MODEL [--import MODEL]... [--root DIR]... --out DIR [--folder NAME]
+       [--depfile FILE]
 
 Writes DIR/ipmodel/<folder>/<Unit>.{h,fwd.h,cpp}. Files whose content did
-not change are left untouched, so their dependents do not rebuild. On any
+not change are left untouched, so their dependents do not rebuild. An
+imported unit's model file is found in the unit folders beside the model's
+own folder or below a --root. --depfile writes a make-style dependency file
+naming the outputs and every model file read, so the build reruns the
+generator when an imported model changes without listing the imports. On any
 error nothing is written and the exit status is 1.
 """
 
@@ -34,9 +39,12 @@ def main(argv=None):
     ap.add_argument("--import", dest="imports", action="append", default=[])
     ap.add_argument("--out", required=True)
     ap.add_argument("--folder")
+    ap.add_argument("--root", dest="roots", action="append", default=[])
+    ap.add_argument("--depfile")
     args = ap.parse_args(argv)
+    read = []
     try:
-        unit = load(args.model, args.imports, args.folder)
+        unit = load(args.model, args.imports, args.folder, roots=args.roots, read=read)
         files = emit_unit(unit)
     except ModelError as e:
         print(str(e), file=sys.stderr)
@@ -45,7 +53,18 @@ def main(argv=None):
     os.makedirs(out, exist_ok=True)
     for name, text in sorted(files.items()):
         write_if_changed(os.path.join(out, name), text)
+    if args.depfile:
+        # Header first: the build declares the outputs as .h, .fwd.h, .cpp
+        # and expects the depfile to name them in that order.
+        order = [f"{unit.name}.h", f"{unit.name}.fwd.h", f"{unit.name}.cpp"]
+        targets = " ".join(_dep_escape(os.path.join(out, n)) for n in order + sorted(set(files) - set(order)))
+        deps = " ".join(_dep_escape(p) for p in dict.fromkeys(read))
+        write_if_changed(args.depfile, f"{targets}: {deps}\n")
     return 0
+
+
+def _dep_escape(path):
+    return os.path.abspath(path).replace(" ", "\\ ")
 
 
 if __name__ == "__main__":

@@ -7,24 +7,33 @@ from .model import resolve
 from .parser import parse_text
 
 
-def load(path, import_paths=(), folder=None, _cache=None):
+def load(path, import_paths=(), folder=None, _cache=None, roots=(), read=None):
+    """Resolves the model file at path. An imported unit's model file is the
+    one given in import_paths, else <Unit>.model in a folder next to the
+    importing file's folder or below one of roots. read, when given, collects
+    the path of every model file read (for the build's depfile)."""
     cache = {} if _cache is None else _cache
     imports = []
     by_unit = {}
     for ip in import_paths:
-        u = _load_one(ip, cache)
+        u = _load_one(ip, cache, roots)
         by_unit[u.name] = u
     with open(path, encoding="utf-8") as f:
         text = f.read()
     syn = parse_text(text, _display(path))
     for name, pos in syn.imports:
         if name not in by_unit:
-            raise ModelError([f"{pos}: error: import of unit '{name}' whose model file was not given"])
+            found = _find_unit_file(path, name, roots)
+            if found is None:
+                raise ModelError([f"{pos}: error: cannot find the model file of unit '{name}'"])
+            by_unit[name] = _load_one(found, cache, roots)
         imports.append(by_unit[name])
+    if read is not None:
+        read.extend([os.path.abspath(path)] + sorted(cache))
     return resolve(syn, text.split("\n"), imports, folder or os.path.basename(os.path.dirname(os.path.abspath(path))))
 
 
-def _load_one(path, cache):
+def _load_one(path, cache, roots=()):
     key = os.path.abspath(path)
     if key not in cache:
         with open(path, encoding="utf-8") as f:
@@ -32,21 +41,27 @@ def _load_one(path, cache):
         syn = parse_text(text, _display(path))
         deps = []
         for name, pos in syn.imports:
-            sibling = _find_unit_file(path, name)
+            sibling = _find_unit_file(path, name, roots)
             if sibling is None:
                 raise ModelError([f"{pos}: error: cannot find the model file of unit '{name}'"])
-            deps.append(_load_one(sibling, cache))
+            deps.append(_load_one(sibling, cache, roots))
         folder = os.path.basename(os.path.dirname(os.path.abspath(path)))
         cache[key] = resolve(syn, text.split("\n"), deps, folder)
     return cache[key]
 
 
-def _find_unit_file(from_path, unit):
-    root = os.path.dirname(os.path.dirname(os.path.abspath(from_path)))
-    for d in sorted(os.listdir(root)):
-        cand = os.path.join(root, d, unit + ".model")
-        if os.path.isfile(cand):
-            return cand
+def _find_unit_file(from_path, unit, roots=()):
+    """<unit>.model in a child folder of the importing file's grandparent
+    (its sibling unit folders) or of one of roots."""
+    seen = set()
+    for root in [os.path.dirname(os.path.dirname(os.path.abspath(from_path)))] + [os.path.abspath(r) for r in roots]:
+        if root in seen or not os.path.isdir(root):
+            continue
+        seen.add(root)
+        for d in sorted(os.listdir(root)):
+            cand = os.path.join(root, d, unit + ".model")
+            if os.path.isfile(cand):
+                return cand
     return None
 
 
