@@ -4,51 +4,40 @@
 
 #include <compare>
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <iosfwd>
 #include <string>
 #include <string_view>
 
+#include <ipmodel/Lumen/BoundedName.h>
 #include <ipmodel/Orv/Export.h>
 #include <ipmodel/Orv/NboAttrLog.h>
 
 namespace Lumen {
 
+struct IPMODEL_API IntfIdTraits {
+  static constexpr std::size_t maxLength = 255;
+  static constexpr const char* tooLongMessage = "IntfId::bytes > 255 not allowed";
+  static constexpr const char* logWhat = "interface name";
+  // Control characters, whitespace, quotes (' " `), commas, parentheses and
+  // braces would make a name ambiguous inside a larger textual form.
+  static bool validChars(std::string_view text) noexcept;
+  [[noreturn]] static void throwInvalid(std::string_view text);
+};
+
 // An interface name. Names never contain control characters, whitespace,
 // quotes (' " `), commas, parentheses or braces, so a name can sit inside a
 // larger textual form (lists, tuples, keys) without quoting. At most 255
-// bytes. The default, empty id means "no interface".
-class IPMODEL_API IntfId {
+// bytes. The default, empty id means "no interface". The text constructor
+// throws Orv::StrepReadException on a refused character and
+// Orv::RangeException "IntfId::bytes > 255 not allowed" when too long.
+class IPMODEL_API IntfId : public BoundedName<IntfId, IntfIdTraits> {
  public:
-  static constexpr std::size_t maxLength = 255;
-
-  IntfId() = default;
-  // Throws Orv::StrepReadException on a refused character and
-  // Orv::RangeException "IntfId::bytes > 255 not allowed" when too long.
-  explicit IntfId(std::string_view text);
-  static bool tryParse(std::string_view text, IntfId& out) noexcept;
-  // True when text is short enough and has no refused character.
-  static bool isValidName(std::string_view text) noexcept;
-
-  const std::string& stringValue() const { return name_; }
-  bool empty() const { return name_.empty(); }
+  using BoundedName::BoundedName;
 
   bool operator==(const IntfId&) const = default;
-  std::strong_ordering operator<=>(const IntfId& o) const { return name_ <=> o.name_; }
-  bool operator!() const { return name_.empty(); }
-  // MurmurHash3 of the name's bytes (Orv::hashString).
-  std::uint32_t hash() const noexcept;
-
- private:
-  std::string name_;
+  std::strong_ordering operator<=>(const IntfId&) const = default;
 };
-
-IPMODEL_API std::string valueToStrep(const IntfId& v);
-IPMODEL_API std::ostream& operator<<(std::ostream& os, const IntfId& v);
-// Attribute-log form: the name as a length-prefixed string.
-IPMODEL_API Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const IntfId& v);
-IPMODEL_API Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& in, IntfId& v);
 
 // The id of a loopback interface: an IntfId whose name begins with
 // "Loopback", or the empty id. Usable wherever an IntfId is expected.
