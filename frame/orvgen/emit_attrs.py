@@ -108,22 +108,25 @@ class ScalarEmitter:
                 )
         if not o.counted:
             s.handlers.append(f"virtual void {N.handler(a.name)}() {{}}")
-        body = [f"if ({m} == v) return;", f"{m} = v;"]
+        head = f"inline void {o.qname}::{N.setter(a.name)}({a.param} v) {{ "
+        handler = f"&NotifieeConst::{N.handler(a.name)}"
         if a.range_max is not None:
-            cond = f"v > {a.range_max}"
+            cond = f"v <= {a.range_max}"
             if a.range_min is not None and a.range_min != "0":
-                cond = f"v < {a.range_min} || {cond}"
-            body.append(f"if ({cond}) throw Orv::RangeException({cpp_string(a.range_message)});")
-            s.ctor_check.append(f"if ({m} > {a.range_max}) throw Orv::RangeException({cpp_string(a.range_message)});")
-        if not o.counted:
-            body.append(notify_stmt(f"{N.handler(a.name)}()"))
-        # Inline: a setter is a compare, a store and, when the notifiee list
-        # is non-empty, the notification loop.
-        s.inline.append(
-            f"inline void {o.qname}::{N.setter(a.name)}({a.param} v) {{\n"
-            + "\n".join("  " + l for l in body)
-            + "\n}"
-        )
+                cond = f"v >= {a.range_min} && {cond}"
+            msg = cpp_string(a.range_message)
+            s.ctor_check.append(f"if ({m} > {a.range_max}) throw Orv::RangeException({msg});")
+            if o.counted:
+                body = f"if ({m} == v) return; {m} = v; if (!({cond})) throw Orv::RangeException({msg});"
+            else:
+                body = f"orvSetInRange<NotifieeConst>({m}, v, {cond}, {msg}, {handler});"
+        elif o.counted:
+            body = f"if ({m} == v) return; {m} = v;"
+        else:
+            body = f"orvSet<NotifieeConst>({m}, v, {handler});"
+        # Inline: compare, store and, when the notifiee list is non-empty,
+        # the notification loop (Orv::Entity::orvSet).
+        s.inline.append(head + body + " }")
         s.dispatch.append(
             f"case {a.id}: return Orv::frame::attrStored(op, arg, {m}, "
             f"[&](const {a.cpp}& v) {{ {N.setter(a.name)}(v); }});"

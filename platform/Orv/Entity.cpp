@@ -2,6 +2,7 @@
 #include <ipmodel/Orv/Assert.h>
 #include <ipmodel/Orv/Attr.h>
 #include <ipmodel/Orv/Entity.h>
+#include <ipmodel/Orv/Exception.h>
 
 namespace Orv {
 
@@ -57,6 +58,8 @@ bool NotifieeConst::notifierIsBase(const Entity* e) {
 }
 
 Entity::~Entity() { ORV_ASSERT(notifiees_ == nullptr); }
+
+void Entity::orvRangeFail(const char* message) { throw RangeException(message); }
 
 String Entity::parentAttrName() const {
   if (parent_ == nullptr || parentAttrId_ == 0) return String();

@@ -168,6 +168,27 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
     if (notifiees_ != nullptr && notificationActive_) orvNotifyAll<N>(f);
   }
 
+  // A generated setter: compare with the attribute type's equality; if
+  // equal, nothing. Otherwise store, then call handler on every notifiee of
+  // type N.
+  template <class N, class T, class V>
+  void orvSet(T& field, const V& v, void (N::*handler)()) {
+    if (field == v) return;
+    field = v;
+    orvNotify<N>([handler](N& n) { (n.*handler)(); });
+  }
+  // A setter with a range check: the new value is stored first and stays
+  // stored when it is out of range; then the check throws RangeException
+  // with message and nobody is notified.
+  template <class N, class T, class V>
+  void orvSetInRange(T& field, const V& v, bool inRange, const char* message, void (N::*handler)()) {
+    if (field == v) return;
+    field = v;
+    if (!inRange) orvRangeFail(message);
+    orvNotify<N>([handler](N& n) { (n.*handler)(); });
+  }
+  [[noreturn]] static void orvRangeFail(const char* message);
+
  private:
   friend class NotifieeConst;
 
