@@ -173,9 +173,6 @@ class CollectionEmitter:
         s.public.append(f"void {notify}({kp} k) const;")
         s.source.append(f"void {q}::{notify}({kp} k) const {{ {notify_stmt(f'{N.handler(a.name)}(k)')} }}")
         # mutators
-        orphan = ""
-        if c.shape == "new":
-            orphan = "->parentIs(nullptr)" if c.order == "ordered" else ".parentIs(nullptr)"
         if c.shape == "map":
             V = c.value
             s.public.append(f"void {is_}({kp} k, {V.param} v);")
@@ -231,26 +228,16 @@ class CollectionEmitter:
             )
             set_arg = f"{is_}(a.key.as<{K}>()); return true;" if not extra else "(void)a; return false;"
             s.dtor.append(f"Orv::frame::orphanAll({m});")
-        # removal
-        if c.shape == "set":
-            del_ret, del_body = "bool", f"  if (!{m}.extract(k)) return false;\n  {notify}(k);\n  return true;"
-        elif c.shape == "new" and c.order == "hashed":
-            del_ret = mt
-            del_body = f"  {mt} r = {m}.extract(k);\n  if (!r) return r;\n  r->parentIs(nullptr);\n  {notify}(k);\n  return r;"
-        else:
-            del_ret = mt
-            fix = "\n  r.value()->parentIs(nullptr);" if c.shape == "new" else ""
-            del_body = (
-                f"  auto r = {m}.extract(k);\n  if (!r) return {mt}();{fix}\n  {notify}(k);\n"
-                f"  return r.value();"
-            )
+        # removal: one call into the runtime each
+        del_ret = "bool" if c.shape == "set" else mt
+        owned = "member" if c.shape == "new" else "coll"
         s.public.append(f"{del_ret} {del_}({kp} k);")
         s.public.append(f"void {delall}();")
-        s.source.append(f"{del_ret} {q}::{del_}({kp} k) {{\n{del_body}\n}}")
-        each = f"[&](const {K}& k, auto& v) {{\n    (void)v;\n" + (f"    v{orphan};\n" if orphan else "") + f"    {notify}(k);\n  }}"
-        # A handler may drop the last outside reference; the walk needs this.
         s.source.append(
-            f"void {q}::{delall}() {{\n  const Orv::Ptr<const {o.name}> keep(this);\n  {m}.delAll({each});\n}}"
+            f"{del_ret} {q}::{del_}({kp} k) {{ return Orv::frame::{owned}Del({m}, k, [&] {{ {notify}(k); }}); }}"
+        )
+        s.source.append(
+            f"void {q}::{delall}() {{ Orv::frame::{owned}DelAll(*this, {m}, [&]({kp} k) {{ {notify}(k); }}); }}"
         )
         s.dispatch.append(
             f"case {a.id}:\n  return Orv::frame::attrColl<{K}>(\n"

@@ -230,4 +230,14 @@ Ptr<T> entityIs(A&&... args) {
   return p;
 }
 
+// The same for an entity the caller has just allocated (a type's own
+// factory, which may reach a protected constructor): takes the first
+// counted pointer and switches notification on.
+template <class T>
+Ptr<T> entityAdopt(T* fresh) {
+  Ptr<T> p(fresh);
+  p->hasNotificationActiveIs(true);
+  return p;
+}
+
 }  // namespace Orv

@@ -10,6 +10,7 @@
 #include <ostream>
 #include <string>
 #include <tuple>
+#include <type_traits>
 
 #include <ipmodel/Orv/AllocTrack.h>
 #include <ipmodel/Orv/Assert.h>
@@ -115,7 +116,72 @@ bool collIs(C& c, const K& k, const V& v) {
   return collIs(c, k, v, [](const V&) {});
 }
 
+// Removes the member under k and returns its value (a set answers whether
+// it was there); when there was one, calls removed() while the value is still
+// held. Absent: the value type's default, and nobody is called.
+template <class Map, class K, class Removed>
+auto collDel(Map& c, const K& k, Removed&& removed) {
+  using V = typename Map::mapped_type;
+  if constexpr (std::is_same_v<V, Unit>) {
+    if (!c.extract(k)) return false;
+    removed();
+    return true;
+  } else {
+    auto r = c.extract(k);
+    if (!r) return V();
+    removed();
+    return V(r.value());
+  }
+}
+
+// Removes every member, calling removed(key) for each (Map::delAll's walk).
+// owner is kept alive through the walk: a handler may drop the last outside
+// reference to it.
+template <class Owner, class Map, class Removed>
+void collDelAll(const Owner& owner, Map& c, Removed&& removed) {
+  const Ptr<const Owner> keep(&owner);
+  c.delAll([&](const auto& k, auto&) { removed(k); });
+}
+
 // --- instantiating collections -------------------------------------------
+
+namespace detail {
+template <class E>
+void orphan(E& e) {
+  e.parentIs(nullptr);
+}
+template <class E>
+void orphan(Ptr<E>& e) {
+  e->parentIs(nullptr);
+}
+}  // namespace detail
+
+// collDel and collDelAll for a collection of entities its owner created:
+// a removed member no longer has a parent.
+template <class K, class E, class KeyOf, class Removed>
+Ptr<E> memberDel(HashMap<K, E, KeyOf>& c, const K& k, Removed&& removed) {
+  Ptr<E> r = c.extract(k);
+  if (!r) return r;
+  r->parentIs(nullptr);
+  removed();
+  return r;
+}
+template <class K, class E, class Removed>
+Ptr<E> memberDel(RbTreeMap<K, Ptr<E>>& c, const K& k, Removed&& removed) {
+  auto r = c.extract(k);
+  if (!r) return Ptr<E>();
+  r.value()->parentIs(nullptr);
+  removed();
+  return r.value();
+}
+template <class Owner, class Map, class Removed>
+void memberDelAll(const Owner& owner, Map& c, Removed&& removed) {
+  const Ptr<const Owner> keep(&owner);
+  c.delAll([&](const auto& k, auto& v) {
+    detail::orphan(v);
+    removed(k);
+  });
+}
 
 // The member under k of an instantiating collection, or null.
 template <class K, class E, class KeyOf>
