@@ -219,29 +219,21 @@ class IPMODEL_API $name$ : public $base$, public Orv::AllocTracked<$name$> {
 };"""
 
 NOTIFIEE = """\
-class IPMODEL_API $name$::NotifieeConst : public Orv::NotifieeConst {
+class IPMODEL_API $name$::NotifieeConst : public Orv::NotifieeConstOf<$name$> {
  public:
-  using Notifier = $name$;
-  NotifieeConst() = default;
-  Orv::Ptr<const $name$> notifier() const {
-    return Orv::Ptr<const $name$>(static_cast<const $name$*>(notifierEntity()));
-  }
-  void notifierIs(const Orv::Ptr<const $name$>& n) { notifierIsBase(n.ptr()); }
   $handlers$
+$immediate$
+};
+
+class IPMODEL_API $name$::Notifiee : public Orv::NotifieeOf<$name$, $name$::NotifieeConst> {};"""
+
+# The collections' immediate handlers, run once after each attach.
+IMMEDIATE = """\
 
  protected:
   void orvImmediate() override {
-    $immediate$
-  }
-};
-
-class IPMODEL_API $name$::Notifiee : public $name$::NotifieeConst {
- public:
-  Orv::Ptr<$name$> notifier() const {
-    return Orv::Ptr<$name$>(const_cast<$name$*>(static_cast<const $name$*>(notifierEntity())));
-  }
-  void notifierIs(const Orv::Ptr<$name$>& n) { NotifieeConst::notifierIs(n); }
-};"""
+    $calls$
+  }"""
 
 
 def entity_sections(e):
@@ -305,7 +297,7 @@ def emit_entity(e):
         NOTIFIEE,
         name=name,
         handlers=s.handlers or ["// no notifying attributes"],
-        immediate=s.immediate,
+        immediate=render(IMMEDIATE, calls=s.immediate) if s.immediate else "",
     )
     if e.sm:
         notifiee += "\n\n" + "\n\n".join(emit_reactor(e, r) for r in e.reactors)

@@ -220,6 +220,26 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   bool notificationActive_ = false;
 };
 
+// Base of a generated T::NotifieeConst: the notifier, typed as T.
+template <class T>
+class NotifieeConstOf : public NotifieeConst {
+ public:
+  using Notifier = T;
+  Ptr<const T> notifier() const { return Ptr<const T>(static_cast<const T*>(notifierEntity())); }
+  void notifierIs(const Ptr<const T>& n) { notifierIsBase(n.ptr()); }
+};
+
+// Base of a generated T::Notifiee: the same handlers with a notifier that
+// may be changed.
+template <class T, class Const>
+class NotifieeOf : public Const {
+ public:
+  Ptr<T> notifier() const {
+    return Ptr<T>(const_cast<T*>(static_cast<const T*>(this->notifierEntity())));
+  }
+  void notifierIs(const Ptr<T>& n) { Const::notifierIs(n); }
+};
+
 // Allocates an entity of type T through its tracked operator new, takes a
 // counted pointer and switches notification on. If the constructor throws,
 // the allocation is withdrawn before the exception passes on.
