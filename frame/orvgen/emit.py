@@ -19,29 +19,14 @@ enum class $name$ : std::uint32_t {
   $items$
 };
 IPMODEL_API extern const Orv::TypeDesc $desc$;
-inline $name$ $instance$(unsigned v) {
-  return static_cast<$name$>(Orv::EnumType::instance($desc$, v));
-}
-inline $name$ $instance$(const Orv::String& s) {
-  return static_cast<$name$>(Orv::EnumType::instance($desc$, s));
-}
-inline Orv::String stringValue($name$ v) {
-  return Orv::EnumType::stringValue($desc$, static_cast<std::uint32_t>(v));
-}
+inline $name$ $instance$(unsigned v) { return Orv::frame::enumInstance<$name$>($desc$, v); }
+inline $name$ $instance$(const Orv::String& s) { return Orv::frame::enumInstance<$name$>($desc$, s); }
+inline Orv::String stringValue($name$ v) { return Orv::frame::enumString($desc$, v); }
 inline Orv::String valueToStrep(const $name$& v) { return stringValue(v); }
 inline std::ostream& operator<<(std::ostream& os, const $name$& v) { return os << stringValue(v); }
-inline const char* sequenceToValue(const char* begin, const char* end, $name$* out) {
-  *out = static_cast<$name$>(Orv::EnumType::sequenceToValue($desc$, begin, end));
-  return end;
-}
-inline Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& o, const $name$& v) {
-  o.writeU32(static_cast<std::uint32_t>(v));
-  return o;
-}
-inline Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& i, $name$& v) {
-  v = static_cast<$name$>(Orv::frame::enumRead(i, $desc$));
-  return i;
-}
+inline const char* sequenceToValue(const char* b, const char* e, $name$* out) { return Orv::frame::enumSequence($desc$, b, e, out); }
+inline Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& o, const $name$& v) { return Orv::frame::enumWrite(o, v); }
+inline Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& i, $name$& v) { return Orv::frame::enumRead(i, $desc$, v); }
 inline std::uint32_t hash(const $name$& v) { return Orv::hashU32(static_cast<std::uint32_t>(v)); }"""
 
 

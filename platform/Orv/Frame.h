@@ -221,5 +221,35 @@ void orphanAll(RbTreeMap<K, Ptr<E>>& c) {
 
 IPMODEL_API std::uint32_t enumRead(NboAttrLog::In& in, const TypeDesc& t);
 
+// The operations of a generated enumeration E with descriptor d, typed:
+// each passes d to the EnumType operation of the same purpose.
+template <class E>
+E enumInstance(const TypeDesc& d, unsigned v) {
+  return static_cast<E>(EnumType::instance(d, v));
+}
+template <class E>
+E enumInstance(const TypeDesc& d, const String& s) {
+  return static_cast<E>(EnumType::instance(d, s));
+}
+template <class E>
+String enumString(const TypeDesc& d, E v) {
+  return EnumType::stringValue(d, static_cast<std::uint32_t>(v));
+}
+template <class E>
+const char* enumSequence(const TypeDesc& d, const char* begin, const char* end, E* out) {
+  *out = static_cast<E>(EnumType::sequenceToValue(d, begin, end));
+  return end;
+}
+template <class E>
+NboAttrLog::Out& enumWrite(NboAttrLog::Out& o, E v) {
+  o.writeU32(static_cast<std::uint32_t>(v));
+  return o;
+}
+template <class E>
+NboAttrLog::In& enumRead(NboAttrLog::In& i, const TypeDesc& d, E& v) {
+  v = static_cast<E>(enumRead(i, d));
+  return i;
+}
+
 }  // namespace frame
 }  // namespace Orv
