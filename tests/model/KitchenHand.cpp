@@ -14,4 +14,30 @@ std::uint32_t Pair::hash() const { return Orv::hashString(name_) ^ Orv::hashU32(
 
 std::uint32_t Item::doubled() const { return 2u * limit_; }
 
+// The watcher follows the root's items: a reactor for every item present,
+// none for an item that is gone.
+void Watcher::OrvRoot::onItem(const Lumen::IntfId& id) {
+  if (!sm()) return;
+  if (auto item = notifier()->item(id)) {
+    sm()->itemIs(item);
+  } else {
+    sm()->itemDel(id);
+  }
+}
+
+void Watcher::OrvRoot::onItemorvImmediate() {
+  if (!sm()) return;
+  for (const Item& item : notifier()->item()) sm()->itemIs(Orv::Ptr<const Item>(&item));
+}
+
+void Watcher::OrvItem::onFlag() {
+  if (sm()) sm()->flipsInc(1);
+}
+void Watcher::OrvItem::handleAttach() {
+  if (sm()) sm()->attachedInc(1);
+}
+void Watcher::OrvItem::handleDel() {
+  if (sm()) sm()->removedInc(1);
+}
+
 }  // namespace Kitchen

@@ -427,6 +427,68 @@ TEST(ModelRegistry, DescriptorsAreRegisteredWithTheirAttributeTables) {
   EXPECT_EQ(item->orvAttr(Orv::AttrOp::get, t->attr("fullName")->id, a), 0);
 }
 
+TEST(ModelCounter, CountsWrapAndCountedObjectsNotifyNobody) {
+  auto tally = Kitchen::tallyFactory();
+  EXPECT_EQ(tally->hitsInc(3), 3u);
+  EXPECT_EQ(tally->hitsDec(5), 0xfffffffeu);  // wraps
+  EXPECT_EQ(tally->hitsInc(2), 0u);
+  EXPECT_EQ(tally->label(), "tally");
+
+  // In an entity a counter notifies like any stored attribute.
+  auto root = Kitchen::rootFactory("r");
+  auto watcher = Kitchen::watcherFactory(root);
+  struct Log : Kitchen::Watcher::NotifieeConst {
+    int flips = 0;
+    void onFlips() override { ++flips; }
+  } log;
+  log.notifierIs(watcher);
+  watcher->flipsInc(2);
+  watcher->flipsInc(0);  // no change: quiet
+  EXPECT_EQ(watcher->flips(), 2u);
+  EXPECT_EQ(log.flips, 1);
+  log.notifierIs(nullptr);
+}
+
+TEST(ModelStateMachine, ReactorsFollowTheWatchedCollection) {
+  auto root = Kitchen::rootFactory("r");
+  auto i1 = root->itemIs(IntfId("i1"));
+  root->itemIs(IntfId("i2"));
+  auto watcher = Kitchen::watcherFactory(root);
+  // Attaching to the root sweeps the items already there.
+  EXPECT_EQ(watcher->attached(), 2u);
+  EXPECT_EQ(watcher->item().size(), 2u);
+  EXPECT_EQ(watcher->rootReactor()->notifier(), root);
+
+  auto i3 = root->itemIs(IntfId("i3"));
+  EXPECT_EQ(watcher->attached(), 3u);
+  EXPECT_TRUE(i3->hasNotifiees());
+
+  i1->flagIs(false);
+  i1->flagIs(false);  // no change: no flip
+  EXPECT_EQ(watcher->flips(), 1u);
+
+  root->itemDel(IntfId("i3"));
+  EXPECT_EQ(watcher->removed(), 1u);
+  EXPECT_FALSE(watcher->item(IntfId("i3")));
+  EXPECT_FALSE(i3->hasNotifiees());  // the reactor let go of the removed item
+  i3->flagIs(false);
+  EXPECT_EQ(watcher->flips(), 1u);
+
+  // Letting go of the machine detaches every reactor.
+  watcher->itemDelAll();
+  watcher->rootDel();
+  EXPECT_EQ(watcher->removed(), 3u);
+  EXPECT_FALSE(i1->hasNotifiees());
+  EXPECT_FALSE(root->hasNotifiees());
+
+  // So does dropping the machine's last reference.
+  watcher = Kitchen::watcherFactory(root);
+  EXPECT_TRUE(i1->hasNotifiees());
+  watcher = nullptr;
+  EXPECT_FALSE(i1->hasNotifiees());
+  EXPECT_FALSE(root->hasNotifiees());
+}
+
 TEST(ModelHandWritten, WritableComputedForwardsToAnotherEntity) {
   auto item = Kitchen::itemFactory(IntfId("e"));
   EXPECT_EQ(item->shadow(), L3::VrfName());
