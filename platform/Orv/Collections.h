@@ -205,6 +205,120 @@ class CollIter {
   std::uint64_t version_ = 0;
 };
 
+namespace detail {
+
+// What the node-holding maps (RbTreeMap, HashMap2018) share, written once:
+// copying, moving, equality, lookups, iteration and the delAll walk. Derived
+// supplies Node, Elem/Holder for CollIter and these members:
+//   core_                     the key-free core (size, version, first, clearWith, takeFrom)
+//   findNode(key)             the member with key, or null
+//   nextElem(n)               successor of a linked member
+//   elemAfter(n)              first member after n's key (n may be unlinked)
+//   unlinkNode(n)             unlinks a member, its reference passing to the caller
+//   dropNode(link)            drops the collection's reference (for clearWith)
+//   delAllDone()              runs after delAll emptied the collection
+template <class Derived, class K, class V, class Core>
+class NodeMap {
+ public:
+  using key_type = K;
+  using mapped_type = V;
+
+  NodeMap() = default;
+  NodeMap(NodeMap&& o) noexcept { core_.takeFrom(o.core_); }
+  NodeMap& operator=(const NodeMap& o) {
+    if (this != &o) {
+      Derived copy(o.self());
+      clear();
+      core_.takeFrom(copy.core_);
+    }
+    return *this;
+  }
+  NodeMap& operator=(NodeMap&& o) noexcept {
+    if (this != &o) {
+      clear();
+      core_.takeFrom(o.core_);
+    }
+    return *this;
+  }
+  ~NodeMap() { clear(); }
+
+  // Same keys with equal values, in iteration order (the same for equal
+  // contents).
+  bool operator==(const NodeMap& o) const {
+    if (size() != o.size()) return false;
+    for (auto *a = self().firstNode(), *b = o.self().firstNode(); a;
+         a = self().nextElem(a), b = o.self().nextElem(b)) {
+      if (!(a->key() == b->key()) || !(a->value() == b->value())) return false;
+    }
+    return true;
+  }
+
+  std::size_t size() const { return core_.size(); }
+  bool empty() const { return core_.size() == 0; }
+  std::uint64_t version() const { return core_.version(); }
+
+  V* find(const K& key) {
+    auto* n = self().findNode(key);
+    return n ? &n->value() : nullptr;
+  }
+  const V* find(const K& key) const {
+    const auto* n = self().findNode(key);
+    return n ? &n->value() : nullptr;
+  }
+  bool contains(const K& key) const { return self().findNode(key) != nullptr; }
+
+  std::pair<V*, bool> insert(const K& key) requires std::is_same_v<V, Unit> {
+    return self().insert(key, Unit{});
+  }
+
+  // Removes every member in order, calling removed(key, value) after each
+  // is unlinked and before it is dropped (see the top of this file).
+  template <class F>
+  void delAll(F&& removed) {
+    auto* cur = self().firstNode();
+    while (cur) {
+      auto* following = self().nextElem(cur);
+      self().unlinkNode(cur);
+      auto held = Derived::NodeRef::adopt(cur);
+      const std::uint64_t seen = version();
+      removed(held->key(), held->value());
+      cur = version() == seen ? following : self().elemAfter(*held);
+    }
+    self().delAllDone();
+  }
+
+  void clear() { core_.clearWith(&Derived::dropNode); }
+
+  using iterator = CollIter<Derived, false>;
+  using const_iterator = CollIter<Derived, true>;
+  iterator begin() { return iterator(&self(), self().firstNode()); }
+  iterator end() { return iterator(); }
+  const_iterator begin() const { return const_iterator(&self(), self().firstNode()); }
+  const_iterator end() const { return const_iterator(); }
+  const_iterator cbegin() const { return begin(); }
+  const_iterator cend() const { return end(); }
+
+ protected:
+  // The copy constructor's work: every member of o, in o's order. On an
+  // exception nothing is kept.
+  void copyFrom(const Derived& o) {
+    try {
+      for (auto* n = o.firstNode(); n; n = o.nextElem(n)) self().insert(n->key(), V(n->value()));
+    } catch (...) {
+      clear();
+      throw;
+    }
+  }
+  void delAllDone() {}
+
+  Derived& self() { return static_cast<Derived&>(*this); }
+  const Derived& self() const { return static_cast<const Derived&>(*this); }
+
+  Core core_;
+};
+
+}  // namespace detail
+
 // What an entity hands out for one of its collection attributes: the
 // members in the collection's order and their count, without the container
 // type or its mutators. CollRange<const Map> iterates with const_iterator;

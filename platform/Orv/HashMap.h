@@ -192,11 +192,10 @@ struct HashSearch {
 }  // namespace detail
 
 template <class K, class V>
-class HashMap2018 {
- public:
-  using key_type = K;
-  using mapped_type = V;
+class HashMap2018 : public detail::NodeMap<HashMap2018<K, V>, K, V, detail::HashCore> {
+  using Base = detail::NodeMap<HashMap2018<K, V>, K, V, detail::HashCore>;
 
+ public:
   class Node : public HashLink, public AllocTracked<Node> {
    public:
     const K& key() const { return key_; }
@@ -215,61 +214,19 @@ class HashMap2018 {
   };
 
   using NodeRef = CollNodeRef<Node>;
-  using iterator = CollIter<HashMap2018, false>;
-  using const_iterator = CollIter<HashMap2018, true>;
+  using Base::insert;
+  using typename Base::const_iterator;
+  using typename Base::iterator;
 
   HashMap2018() = default;
-  HashMap2018(const HashMap2018& o) {
-    try {
-      for (const Node* n = o.firstNode(); n; n = o.nextElem(n)) insert(n->key_, V(n->value_));
-    } catch (...) {
-      clear();
-      throw;
-    }
-  }
-  HashMap2018(HashMap2018&& o) noexcept { core_.takeFrom(o.core_); }
-  HashMap2018& operator=(const HashMap2018& o) {
-    if (this != &o) {
-      HashMap2018 copy(o);
-      clear();
-      core_.takeFrom(copy.core_);
-    }
-    return *this;
-  }
-  HashMap2018& operator=(HashMap2018&& o) noexcept {
-    if (this != &o) {
-      clear();
-      core_.takeFrom(o.core_);
-    }
-    return *this;
-  }
-  ~HashMap2018() { clear(); }
+  HashMap2018(const HashMap2018& o) : Base() { this->copyFrom(o); }
+  HashMap2018(HashMap2018&&) noexcept = default;
+  HashMap2018& operator=(const HashMap2018&) = default;
+  HashMap2018& operator=(HashMap2018&&) noexcept = default;
 
-  // Same keys with equal values (the order is the same for equal contents).
-  bool operator==(const HashMap2018& o) const {
-    if (size() != o.size()) return false;
-    for (const Node *a = firstNode(), *b = o.firstNode(); a; a = nextElem(a), b = o.nextElem(b)) {
-      if (!(a->key_ == b->key_) || !(a->value_ == b->value_)) return false;
-    }
-    return true;
-  }
-
-  std::size_t size() const { return core_.size(); }
-  bool empty() const { return core_.size() == 0; }
-  std::uint64_t version() const { return core_.version(); }
   std::size_t bucketCount() const { return core_.bucketCount(); }
   // The bucket key falls in at the current size (0 without a bucket array).
   std::size_t bucketOf(const K& key) const { return core_.bucketIndex(detail::reversedHash(key)); }
-
-  V* find(const K& key) {
-    Node* n = node(Search::find(core_, key));
-    return n ? &n->value_ : nullptr;
-  }
-  const V* find(const K& key) const {
-    const Node* n = node(Search::find(core_, key));
-    return n ? &n->value_ : nullptr;
-  }
-  bool contains(const K& key) const { return Search::find(core_, key) != nullptr; }
 
   // Inserts when key is absent: (stored value, true). Otherwise (existing
   // value, false), which is left unchanged.
@@ -285,14 +242,11 @@ class HashMap2018 {
     core_.linkAt(slot, n);
     return {&n->value_, true};
   }
-  std::pair<V*, bool> insert(const K& key) requires std::is_same_v<V, Unit> {
-    return insert(key, Unit{});
-  }
 
   // Unlinks the member with key and hands over the map's reference; empty
   // when absent.
   NodeRef extract(const K& key) {
-    if (empty()) return NodeRef();
+    if (this->empty()) return NodeRef();
     bool found;
     HashLink** slot = Search::slotOf(core_, key, detail::reversedHash(key), found);
     if (!found) return NodeRef();
@@ -301,33 +255,6 @@ class HashMap2018 {
     return NodeRef::adopt(n);
   }
 
-  // Removes every member in order, calling removed(key, value) after each
-  // is unlinked and before it is dropped (see Collections.h).
-  template <class F>
-  void delAll(F&& removed) {
-    Node* cur = firstNode();
-    while (cur) {
-      Node* following = nextElem(cur);
-      bool found;
-      HashLink** slot = Search::slotOf(core_, cur->key_, cur->orvHashRev_, found);
-      ORV_ASSERT(found && *slot == cur);
-      core_.unlinkAt(slot);
-      NodeRef held = NodeRef::adopt(cur);
-      const std::uint64_t seen = version();
-      removed(held->key_, held->value_);
-      cur = version() == seen ? following : elemAfter(*held);
-    }
-    if (empty()) core_.clearWith(&dropNode);  // frees the bucket array
-  }
-
-  void clear() { core_.clearWith(&dropNode); }
-
-  iterator begin() { return iterator(this, firstNode()); }
-  iterator end() { return iterator(); }
-  const_iterator begin() const { return const_iterator(this, firstNode()); }
-  const_iterator end() const { return const_iterator(); }
-  const_iterator cbegin() const { return begin(); }
-  const_iterator cend() const { return end(); }
   // First member at or after / after key in (reversed hash, key) order.
   iterator lowerBound(const K& key) { return iterator(this, boundNode(key, true)); }
   const_iterator lowerBound(const K& key) const {
@@ -345,10 +272,12 @@ class HashMap2018 {
   }
 
  private:
+  friend Base;
   template <class, bool>
   friend class CollIter;
   using Elem = Node;
   using Holder = NodeRef;
+  using Base::core_;
   struct Ops {
     static const K& key(const HashLink* l) { return static_cast<const Node*>(l)->key_; }
   };
@@ -365,11 +294,20 @@ class HashMap2018 {
     return node(Search::bound(core_, n.key_, n.orvHashRev_, false));
   }
   Node* firstNode() const { return node(core_.first()); }
+  Node* findNode(const K& key) const { return node(Search::find(core_, key)); }
+  void unlinkNode(Node* n) {
+    bool found;
+    HashLink** slot = Search::slotOf(core_, n->key_, n->orvHashRev_, found);
+    ORV_ASSERT(found && *slot == n);
+    core_.unlinkAt(slot);
+  }
+  // An emptied map frees its bucket array.
+  void delAllDone() {
+    if (this->empty()) core_.clearWith(&dropNode);
+  }
   Node* boundNode(const K& key, bool orEqual) const {
     return node(Search::bound(core_, key, detail::reversedHash(key), orEqual));
   }
-
-  detail::HashCore core_;
 };
 
 // Intrusive hashed map of counted members. Holds one reference per member

@@ -66,11 +66,10 @@ class IPMODEL_API RbTreeCore {
 }  // namespace detail
 
 template <class K, class V>
-class RbTreeMap {
- public:
-  using key_type = K;
-  using mapped_type = V;
+class RbTreeMap : public detail::NodeMap<RbTreeMap<K, V>, K, V, detail::RbTreeCore> {
+  using Base = detail::NodeMap<RbTreeMap<K, V>, K, V, detail::RbTreeCore>;
 
+ public:
   class Node : public detail::RbLink, public AllocTracked<Node> {
    public:
     const K& key() const { return key_; }
@@ -88,58 +87,15 @@ class RbTreeMap {
   };
 
   using NodeRef = CollNodeRef<Node>;
-  using iterator = CollIter<RbTreeMap, false>;
-  using const_iterator = CollIter<RbTreeMap, true>;
+  using Base::insert;
+  using typename Base::const_iterator;
+  using typename Base::iterator;
 
   RbTreeMap() = default;
-  RbTreeMap(const RbTreeMap& o) {
-    try {
-      for (const Node* n = o.firstNode(); n; n = nextNode(n)) insert(n->key_, V(n->value_));
-    } catch (...) {
-      clear();
-      throw;
-    }
-  }
-  RbTreeMap(RbTreeMap&& o) noexcept { core_.takeFrom(o.core_); }
-  RbTreeMap& operator=(const RbTreeMap& o) {
-    if (this != &o) {
-      RbTreeMap copy(o);
-      clear();
-      core_.takeFrom(copy.core_);
-    }
-    return *this;
-  }
-  RbTreeMap& operator=(RbTreeMap&& o) noexcept {
-    if (this != &o) {
-      clear();
-      core_.takeFrom(o.core_);
-    }
-    return *this;
-  }
-  ~RbTreeMap() { clear(); }
-
-  // Same keys with equal values, in order.
-  bool operator==(const RbTreeMap& o) const {
-    if (size() != o.size()) return false;
-    for (const Node *a = firstNode(), *b = o.firstNode(); a; a = nextNode(a), b = nextNode(b)) {
-      if (!(a->key_ == b->key_) || !(a->value_ == b->value_)) return false;
-    }
-    return true;
-  }
-
-  std::size_t size() const { return core_.size(); }
-  bool empty() const { return core_.size() == 0; }
-  std::uint64_t version() const { return core_.version(); }
-
-  V* find(const K& key) {
-    Node* n = findNode(key);
-    return n ? &n->value_ : nullptr;
-  }
-  const V* find(const K& key) const {
-    const Node* n = findNode(key);
-    return n ? &n->value_ : nullptr;
-  }
-  bool contains(const K& key) const { return findNode(key) != nullptr; }
+  RbTreeMap(const RbTreeMap& o) : Base() { this->copyFrom(o); }
+  RbTreeMap(RbTreeMap&&) noexcept = default;
+  RbTreeMap& operator=(const RbTreeMap&) = default;
+  RbTreeMap& operator=(RbTreeMap&&) noexcept = default;
 
   // Inserts when key is absent: (stored value, true). Otherwise (existing
   // value, false), which is left unchanged.
@@ -163,9 +119,6 @@ class RbTreeMap {
     core_.link(n, parent, left);
     return {&n->value_, true};
   }
-  std::pair<V*, bool> insert(const K& key) requires std::is_same_v<V, Unit> {
-    return insert(key, Unit{});
-  }
 
   // Unlinks the member with key and hands over the collection's reference;
   // empty when absent.
@@ -176,29 +129,6 @@ class RbTreeMap {
     return NodeRef::adopt(n);
   }
 
-  // Removes every member in order, calling removed(key, value) after each
-  // is unlinked and before it is dropped (see Collections.h).
-  template <class F>
-  void delAll(F&& removed) {
-    Node* cur = firstNode();
-    while (cur) {
-      Node* following = nextNode(cur);
-      core_.unlink(cur);
-      NodeRef held = NodeRef::adopt(cur);
-      const std::uint64_t seen = version();
-      removed(held->key_, held->value_);
-      cur = version() == seen ? following : upperNode(held->key_);
-    }
-  }
-
-  void clear() { core_.clearWith(&dropNode); }
-
-  iterator begin() { return iterator(this, firstNode()); }
-  iterator end() { return iterator(); }
-  const_iterator begin() const { return const_iterator(this, firstNode()); }
-  const_iterator end() const { return const_iterator(); }
-  const_iterator cbegin() const { return begin(); }
-  const_iterator cend() const { return end(); }
   // First member whose key is not less than key / greater than key.
   iterator lowerBound(const K& key) { return iterator(this, lowerNode(key)); }
   const_iterator lowerBound(const K& key) const { return const_iterator(this, lowerNode(key)); }
@@ -216,10 +146,12 @@ class RbTreeMap {
   }
 
  private:
+  friend Base;
   template <class, bool>
   friend class CollIter;
   using Elem = Node;
   using Holder = NodeRef;
+  using Base::core_;
 
   static Node* node(detail::RbLink* l) { return static_cast<Node*>(l); }
   static void dropNode(detail::RbLink* l) { NodeRef::adopt(node(l)); }
@@ -231,6 +163,7 @@ class RbTreeMap {
   Node* nextElem(const Node* n) const { return nextNode(n); }
   Node* elemAfter(const Node& n) const { return upperNode(n.key_); }
   Node* firstNode() const { return node(core_.first()); }
+  void unlinkNode(Node* n) { core_.unlink(n); }
 
   Node* findNode(const K& key) const {
     Node* n = lowerNode(key);
@@ -260,8 +193,6 @@ class RbTreeMap {
     }
     return node(found);
   }
-
-  detail::RbTreeCore core_;
 };
 
 }  // namespace Orv
