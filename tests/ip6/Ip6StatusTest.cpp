@@ -9,6 +9,8 @@
 
 #include <ipmodel/Ip6/Ip6.h>
 
+#include "AllocCounter.h"
+
 namespace {
 
 using Ip6::AddressInfo;
@@ -260,6 +262,31 @@ TEST_F(StatusFixture, TeardownOfTheInputFreesWhatOnlyItHeld) {
   input = nullptr;  // the statuses go with the input, except the one held here
   EXPECT_EQ(kept->parent(), nullptr);
   EXPECT_EQ(kept->addr().size(), 1u);
+}
+
+TEST_F(StatusFixture, FoldsAndUnchangedMembersAllocateNothing) {
+  auto s = intf("Ethernet1");
+  auto c = Ip6::intfConfigFactory(IntfId("Ethernet1"));
+  for (const char* a : {"fe80::1/64", "2001:db8::1/64", "2001:db8:1::1/64", "fd00::1/64"}) {
+    s->addrIs(info(a));
+    c->addrIs(info(a));
+  }
+  status->intfIs(s);
+  // The selection rules' first call creates the library's default trace
+  // handle, once per process.
+  s->sourceAddressForDestination(Ip6Addr("::1"));
+  ipmodel::bench::AllocCounter allocs;
+  EXPECT_EQ(s->sourceAddressForDestination(Ip6Addr("2001:db8:1::9")), Ip6Addr("2001:db8:1::1"));
+  EXPECT_EQ(c->sourceAddressForDestination(Ip6Addr("2001:db8:1::9")), Ip6Addr("2001:db8:1::1"));
+  EXPECT_EQ(s->linkLocalAddrWithMask(), Ip6AddrWithMask("fe80::1/64"));
+  EXPECT_TRUE(c->ipv6Configured());
+  s->addrIs(info("2001:db8::1/64"));
+  c->addrIs(info("2001:db8::1/64"));
+  status->intfIs(s);
+  EXPECT_EQ(status->ipIntfStatus(IntfId("Ethernet1")), s);
+  EXPECT_EQ(allocs.allocations(), 0u);
+  c->addrIs(info("2001:db8:2::1/64"));  // a new member: its node only
+  EXPECT_EQ(allocs.allocations(), 1u);
 }
 
 TEST(Ip6StatusDeathTest, ActiveAddressIsDeclaredButNeverAnswers) {
