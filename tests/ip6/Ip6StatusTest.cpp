@@ -20,7 +20,7 @@ using Lumen::Ip6AddrWithMask;
 
 AddressInfo info(const char* text) { return AddressInfo(Ip6AddrWithMask(text)); }
 
-struct StatusFixture : ::testing::Test {
+struct Ip6StatusFixture : ::testing::Test {
   L3::Intf::Input::StatusDir::Ptr l3in = L3::Intf::Input::statusDirFactory("l3in");
   Ip6::Input::Status::Ptr input = Ip6::Input::statusFactory("input");
   Ip6::Status::Ptr status = Ip6::statusFactory("status");
@@ -30,7 +30,7 @@ struct StatusFixture : ::testing::Test {
   }
 };
 
-TEST_F(StatusFixture, DefaultsDifferFromTheConfigurationOnPurpose) {
+TEST_F(Ip6StatusFixture, DefaultsDifferFromTheConfigurationOnPurpose) {
   auto s = intf("Ethernet1");
   auto c = Ip6::intfConfigFactory(IntfId("Ethernet1"));
   EXPECT_EQ(s->nsRetransmitInterval(), 0u);  // configuration: 1000
@@ -67,7 +67,7 @@ TEST_F(StatusFixture, DefaultsDifferFromTheConfigurationOnPurpose) {
   EXPECT_EQ(t->attr("unnumberedIntfId")->id, 278);
 }
 
-TEST_F(StatusFixture, LinkLocalAddressIsTheFirstLinkLocalMember) {
+TEST_F(Ip6StatusFixture, LinkLocalAddressIsTheFirstLinkLocalMember) {
   auto s = intf("Ethernet1");
   s->addrIs(info("2001:db8::1/64"));
   s->addrIs(info("fd00::1/64"));
@@ -85,7 +85,7 @@ TEST_F(StatusFixture, LinkLocalAddressIsTheFirstLinkLocalMember) {
   EXPECT_EQ(s->linkLocalAddrWithMask(), first);
 }
 
-TEST_F(StatusFixture, SourceAddressFoldsInTheHashedIterationOrder) {
+TEST_F(Ip6StatusFixture, SourceAddressFoldsInTheHashedIterationOrder) {
   auto s = intf("Ethernet1");
   EXPECT_EQ(s->sourceAddressForDestination(Ip6Addr("2001:db8::5")), Ip6Addr("::"));
   s->addrIs(info("fe80::1/64"));
@@ -113,7 +113,7 @@ TEST_F(StatusFixture, SourceAddressFoldsInTheHashedIterationOrder) {
   EXPECT_EQ(c->sourceAddressForDestination(Ip6Addr("2001:db9:8000::")), Ip6Addr("2001:db9::1"));
 }
 
-TEST_F(StatusFixture, DadFailuresAndMulticastGroups) {
+TEST_F(Ip6StatusFixture, DadFailuresAndMulticastGroups) {
   auto s = intf("Ethernet1");
   struct Log : Ip6::IntfStatus::NotifieeConst {
     std::vector<std::string> log;
@@ -147,7 +147,7 @@ TEST_F(StatusFixture, DadFailuresAndMulticastGroups) {
   EXPECT_EQ(r.log.size(), 6u);
 }
 
-TEST_F(StatusFixture, InstantiationReturnsTheMemberOrRefusesAnotherLayer3Status) {
+TEST_F(Ip6StatusFixture, InstantiationReturnsTheMemberOrRefusesAnotherLayer3Status) {
   auto l3a = l3in->intfStatusIs(IntfId("Ethernet1"));
   auto other = L3::Intf::Input::statusDirFactory("other");
   auto l3b = other->intfStatusIs(IntfId("Ethernet1"));
@@ -183,7 +183,7 @@ TEST_F(StatusFixture, InstantiationReturnsTheMemberOrRefusesAnotherLayer3Status)
   EXPECT_EQ(r.n, 1);
 }
 
-TEST_F(StatusFixture, PointerCollectionsReferToStatusesOwnedElsewhere) {
+TEST_F(Ip6StatusFixture, PointerCollectionsReferToStatusesOwnedElsewhere) {
   auto s = intf("Ethernet1");
   struct Log : Ip6::Status::NotifieeConst {
     int n = 0;
@@ -250,7 +250,7 @@ TEST_F(StatusFixture, PointerCollectionsReferToStatusesOwnedElsewhere) {
   red = nullptr;
 }
 
-TEST_F(StatusFixture, TeardownOfTheInputFreesWhatOnlyItHeld) {
+TEST_F(Ip6StatusFixture, TeardownOfTheInputFreesWhatOnlyItHeld) {
   for (const char* n : {"Ethernet1", "Ethernet2", "Ethernet3"}) {
     auto s = intf(n);
     s->addrIs(info("2001:db8::1/64"));
@@ -264,7 +264,7 @@ TEST_F(StatusFixture, TeardownOfTheInputFreesWhatOnlyItHeld) {
   EXPECT_EQ(kept->addr().size(), 1u);
 }
 
-TEST_F(StatusFixture, FoldsAndUnchangedMembersAllocateNothing) {
+TEST_F(Ip6StatusFixture, FoldsAndUnchangedMembersAllocateNothing) {
   auto s = intf("Ethernet1");
   auto c = Ip6::intfConfigFactory(IntfId("Ethernet1"));
   for (const char* a : {"fe80::1/64", "2001:db8::1/64", "2001:db8:1::1/64", "fd00::1/64"}) {
