@@ -2,7 +2,7 @@
 three files of a unit (header, forward header, source)."""
 
 from . import names as N
-from .emit_attrs import Sections, attr_emitter, desc_row, echo
+from .emit_attrs import Sections, attr_emitter, desc_row, echo, query_params
 from .model import EnumType
 from .typesys import cpp_string
 from .writer import ns_blocks, render
@@ -94,7 +94,8 @@ def emit_value(v):
         rows.append("  " + desc_row(a, q, a.coll.cpp if a.coll else a.cpp, a.coll.key.cpp if a.coll else None,
                                     a.coll.kind_name if a.coll else None))
         if a.category == "computed":
-            pub.append(f"{a.cpp} {a.name}() const;  // hand-written")
+            args = query_params(a) if a.args is not None else ""
+            pub.append(f"{a.cpp} {a.name}({args}) const;  // hand-written")
             continue
         if a.category == "constant":
             pub.append(f"static {a.cpp} {a.name}() {{ return {a.default}; }}")
@@ -137,7 +138,15 @@ def emit_value(v):
     stored = [a for a in v.attrs if a.category not in ("computed", "constant")]
     eq = " && ".join(f"{N.member(a.name)} == o.{N.member(a.name)}" for a in stored) or "true"
     source.append(f"bool {q}::operator==(const {name}& o) const {{ return {eq}; }}")
-    if v.has_collection:
+    if v.text_attr is not None:
+        # The value's text is its one attribute's text, with no wrapper.
+        ta = next(a for a in v.attrs if a.name == v.text_attr)
+        tm = N.member(ta.name)
+        source.append(
+            f"{q}::{name}(std::string::const_iterator begin, std::string::const_iterator end)\n"
+            f"    : {tm}(Orv::strepToValue<{ta.cpp}>(std::string_view(begin, end))) {{}}"
+        )
+    elif v.has_collection:
         source.append(
             f"{q}::{name}(std::string::const_iterator, std::string::const_iterator) {{\n"
             f"  ORV_ASSERT_IN(false && \"No String constructor for {name} - has collection\", __PRETTY_FUNCTION__);\n}}"
@@ -148,7 +157,10 @@ def emit_value(v):
             f"  Orv::valueTypeFromStrep(*this, std::string_view(begin, end));\n}}"
         )
     source.append(f"{q}::{name}(Orv::NboAttrLog::In& in) {{ Orv::valueTypeRead(in, *this); }}")
-    source.append(f"Orv::String valueToStrep(const {name}& v) {{ return Orv::valueTypeToStrep(v); }}")
+    if v.text_attr is not None:
+        source.append(f"Orv::String valueToStrep(const {name}& v) {{ return Orv::valueToStrep(v.{v.text_attr}()); }}")
+    else:
+        source.append(f"Orv::String valueToStrep(const {name}& v) {{ return Orv::valueTypeToStrep(v); }}")
     source.append(f"std::ostream& operator<<(std::ostream& os, const {name}& v) {{ return os << valueToStrep(v); }}")
     source.append(
         f"Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& o, const {name}& v) {{\n"

@@ -55,6 +55,10 @@ def notify_stmt(handler_call):
     return f"orvNotify<NotifieeConst>([&](NotifieeConst& n) {{ n.{handler_call}; }});"
 
 
+def query_params(a):
+    return ", ".join(t.param for t in a.args)
+
+
 def getter_ret(a):
     return a.cpp if (a.type is not None and a.type.by_value) else f"const {a.cpp}&"
 
@@ -75,6 +79,13 @@ class ScalarEmitter:
             s.public.append(f"static {a.cpp} {a.name}() {{ return {a.default}; }}")
             s.desc.append(desc_row(a, o.qname, vt))
             s.dispatch.append(f"case {a.id}: return Orv::frame::attrGet(op, arg, {a.name}());")
+            return s
+        if a.category == "computed" and a.args is not None:
+            # A query: hand-written, answered from its arguments; generic
+            # access cannot pass them, so it does not apply there.
+            s.public.append(f"{a.cpp} {a.name}({query_params(a)}) const;  // hand-written")
+            s.dispatch.append(f"case {a.id}: return 1;")
+            s.desc.append(desc_row(a, o.qname, vt))
             return s
         if a.category == "computed":
             s.public.append(f"{a.cpp} {a.name}() const;  // hand-written")

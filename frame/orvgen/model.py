@@ -112,6 +112,7 @@ class Attr:
     counter: bool = False
     ptr_const: bool = False
     ctor_index: Optional[int] = None  # position among constructor parameters
+    args: Optional[list] = None  # CppType of each argument of a computed query
 
     @property
     def cpp(self):
@@ -119,7 +120,7 @@ class Attr:
             return self.coll.cpp
         if self.reactor is not None:
             return f"Orv::Ptr<{self.reactor.name}>"
-        if self.category == "pointer" or (self.category == "key" and self.ptr_target is not None):
+        if self.ptr_target is not None:
             return f"Orv::Ptr<{'const ' if self.ptr_const else ''}{self.ptr_target.qname}>"
         return self.type.cpp
 
@@ -148,6 +149,7 @@ class ValueType:
     params: list = field(default_factory=list)  # Attr, constructor order
     order_by: list = field(default_factory=list)
     hands: list = field(default_factory=list)
+    text_attr: Optional[str] = None  # the attribute whose textual form is the value's
 
     @property
     def qname(self):
@@ -441,6 +443,11 @@ class Resolver:
         for d in td.directives:
             if d.name == "order" and is_value:
                 t.order_by = [a.text for a in d.args]
+            elif d.name == "text" and is_value:
+                if len(d.args) != 1 or d.args[0].kind != "ident":
+                    self.d.error(d.pos, "text takes one attribute name")
+                else:
+                    t.text_attr = d.args[0].text
             elif d.name == "hand":
                 if len(d.args) == 2 and d.args[0].kind == "ident" and d.args[1].kind == "string":
                     reactor_hands.append((d.args[0].text, d.args[1].value, d.pos))
@@ -514,6 +521,12 @@ class Resolver:
             for n in t.order_by:
                 if n not in seen:
                     self.d.error(td.pos, f"order names unknown attribute '{n}'")
+            if t.text_attr is not None:
+                # The value is written and read as that attribute alone, so
+                # it must be the only one stored.
+                stored = [a.name for a in t.attrs if a is not None and a.category in ("key", "stored", "collection")]
+                if stored != [t.text_attr]:
+                    self.d.error(td.pos, f"text names '{t.text_attr}', which must be the only stored attribute")
         # range bounds may name constants of the type
         for a in t.attrs:
             if a is not None and a.range_max is not None:
@@ -540,6 +553,13 @@ class Resolver:
             if not isinstance(target, Entity):
                 self.d.error(ref.pos, f"'{ref.name}' is not an entity type; ptr needs one")
                 return None
+            if ad.args is not None:
+                # A query answering a pointer, e.g. a lookup by key.
+                a = Attr(ad.name, aid, "computed", None, ad.pos, line)
+                a.args = self.query_args(ad, ns)
+                a.ptr_target = target
+                a.ptr_const = ref.const
+                return a
             cat = "key" if ad.category == "key" else "pointer"
             if ad.category not in ("key", "stored"):
                 self.d.error(ad.pos, f"a pointer attribute is stored or key, not {ad.category}")
@@ -557,6 +577,8 @@ class Resolver:
         cat = {"key": "key", "stored": "stored", "const": "constant", "computed": "computed"}[ad.category]
         a = Attr(ad.name, aid, cat, ctype, ad.pos, line)
         a.writable = cat == "stored" or (cat == "computed" and ad.writable)
+        if ad.args is not None:
+            a.args = self.query_args(ad, ns)
         if ad.writable and cat != "computed":
             self.d.error(ad.pos, "only computed attributes are marked writable")
         if cat == "constant" and ad.default is None:
@@ -578,6 +600,21 @@ class Resolver:
                 a.range_max = self.bound(ad.range.max)
                 a.range_message = ad.range.message
         return a
+
+    def query_args(self, ad, ns):
+        """Argument types of a computed query; a query has no setter."""
+        if ad.writable:
+            self.d.error(ad.pos, "a computed attribute with arguments is not writable")
+        out = []
+        for r in ad.args:
+            t = self.lookup(r.name, ns, r.pos)
+            if t is None:
+                continue
+            if isinstance(t, Entity):
+                self.d.error(r.pos, "a query argument is a value, not an entity")
+                continue
+            out.append(self.cpp_type(t))
+        return out
 
     def make_reactor(self, owner, name, ref_target, pos, by=None, onattach=None, ondel=None):
         target = self.lookup(ref_target.name, owner.ns, ref_target.pos)

@@ -5,7 +5,7 @@ from .lexer import tokenize
 from .syntax import AttrDecl, Directive, EnumItem, Literal, ModelFile, Range, TypeDecl, TypeRef
 
 TYPE_KINDS = ("enum", "value", "entity", "object", "sm")
-DIRECTIVES = ("order", "hand", "include", "init", "abstract")
+DIRECTIVES = ("order", "hand", "include", "init", "abstract", "text")
 
 
 class Parser:
@@ -275,6 +275,17 @@ class Parser:
             elif self.at("ident", "computed"):
                 self.next()
                 a.category = "computed"
+                if self.at("punct", "("):
+                    # A query: computed from its arguments, e.g. computed(Lumen::IntfId).
+                    self.next()
+                    a.args = []
+                    while not self.at("punct", ")"):
+                        a.args.append(self.plain_type())
+                        if self.at("punct", ","):
+                            self.next()
+                        elif not self.at("punct", ")"):
+                            self.expect("punct", ")")
+                    self.next()
             elif self.at("ident", "writable"):
                 self.next()
                 a.writable = True

@@ -56,6 +56,7 @@ class AttrDecl:
     counter: bool = False  # integer with xInc(n) / xDec(n)
     onattach: Optional[str] = None  # reactor member called after it attaches
     ondel: Optional[str] = None  # reactor member called before it is deleted
+    args: Optional[list] = None  # TypeRef of each argument of a computed query
 
 
 @dataclass

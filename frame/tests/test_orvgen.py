@@ -172,6 +172,57 @@ class ResolverTest(unittest.TestCase):
              for n in (5, 6, 7)],
         )
 
+    def test_queries_and_text_attributes_are_checked(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            entity E(id) {
+              id: U32 key
+              q: U32 computed(Nope) writable
+              p: ptr E computed(E)
+            }
+            value V(a) {
+              a: U32 key
+              b: U32
+              text a
+            }
+            value W(a) {
+              a: U32 key
+              text
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [
+                "m/T.model:5:3: error: a computed attribute with arguments is not writable",
+                "m/T.model:5:19: error: unknown type 'Nope'",
+                "m/T.model:6:21: error: a query argument is a value, not an entity",
+                "m/T.model:8:7: error: text names 'a', which must be the only stored attribute",
+                "m/T.model:15:3: error: text takes one attribute name",
+            ],
+        )
+        m = model(
+            """\
+            unit T
+            namespace T {
+            entity E(id) {
+              id: U32 key
+              n: U32
+              q: ptr const E computed(U32, Lumen::IntfId)
+              after: bool = false
+            }
+            }
+            """
+        )
+        e = m.entities[0]
+        q = e.attrs[2]
+        self.assertEqual((q.category, q.id, q.cpp), ("computed", 260, "Orv::Ptr<const T::E>"))
+        self.assertEqual([t.cpp for t in q.args], ["std::uint32_t", "Lumen::IntfId"])
+        self.assertEqual(e.attrs[3].id, 261)
+
     def test_register_list_must_name_every_type_once(self):
         d = diagnostics(
             """\

@@ -14,6 +14,11 @@ std::uint32_t Pair::hash() const { return Orv::hashString(name_) ^ Orv::hashU32(
 
 std::uint32_t Item::doubled() const { return 2u * limit_; }
 
+std::uint32_t Masked::length() const { return key_.len(); }
+
+Orv::Ptr<Leaf> Root::leafFor(const Lumen::IntfId& id) const { return leaf(id); }
+std::uint32_t Root::countPlus(std::uint32_t a, std::uint16_t b) const { return count_ + a + b; }
+
 // The watcher follows the root's items: a reactor for every item present,
 // none for an item that is gone.
 void Watcher::OrvRoot::onItem(const Lumen::IntfId& id) {

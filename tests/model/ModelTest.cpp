@@ -427,6 +427,42 @@ TEST(ModelRegistry, DescriptorsAreRegisteredWithTheirAttributeTables) {
   EXPECT_EQ(item->orvAttr(Orv::AttrOp::get, t->attr("fullName")->id, a), 0);
 }
 
+TEST(ModelQuery, QueriesTakeArgumentsAndStayOutOfGenericAccess) {
+  auto root = Kitchen::rootFactory("root");
+  root->countIs(5);
+  auto holder = Kitchen::holderFactory(IntfId("h"));
+  auto leaf = root->leafIs(IntfId("l"), holder);
+  EXPECT_EQ(root->leafFor(IntfId("l")), leaf);
+  EXPECT_EQ(root->leafFor(IntfId("x")), nullptr);
+  EXPECT_EQ(root->countPlus(1, 2), 8u);
+  const auto* q = Kitchen::Root::orvType.attr("leafFor");
+  ASSERT_NE(q, nullptr);
+  EXPECT_EQ(q->category, Orv::AttrCategory::computed);
+  EXPECT_FALSE(q->writable);
+  EXPECT_STREQ(q->valueType, "Orv::Ptr<Kitchen::Leaf>");
+  // Numbered in declaration order after the stored count.
+  EXPECT_EQ(q->id, Kitchen::Root::orvType.attr("count")->id + 1);
+  Orv::AttrArg a;
+  EXPECT_EQ(root->orvAttr(Orv::AttrOp::get, q->id, a), 1);
+  EXPECT_EQ(root->orvAttr(Orv::AttrOp::get, Kitchen::Root::orvType.attr("countPlus")->id, a), 1);
+  root->leafDelAll();
+}
+
+TEST(ModelTextAttr, ValueWithATextAttributeIsWrittenAsThatAttribute) {
+  Kitchen::Masked m(Lumen::Ip6AddrWithMask("2001:db8::1/64"));
+  EXPECT_EQ(Orv::valueToStrep(m), "2001:db8::1/64");
+  EXPECT_EQ(m.length(), 64u);
+  EXPECT_EQ(Orv::strepToValue<Kitchen::Masked>("2001:db8::1/64"), m);
+  EXPECT_THROW(Orv::strepToValue<Kitchen::Masked>("Value('Kitchen::Masked', ** {})"),
+               Orv::StrepReadException);
+  auto out = Orv::NboAttrLog::Out::outIs();
+  out << m;
+  Orv::NboAttrLog::In in(out->bytes());
+  Kitchen::Masked back;
+  in >> back;
+  EXPECT_EQ(back, m);
+}
+
 TEST(ModelCounter, CountsWrapAndCountedObjectsNotifyNobody) {
   auto tally = Kitchen::tallyFactory();
   EXPECT_EQ(tally->hitsInc(3), 3u);
