@@ -11,5 +11,6 @@
 #include <ipmodel/L3/UrpfTypes.h>
 #include <ipmodel/L3/IpUtils.h>
 #include <ipmodel/Ip/Ip.h>
+#include <ipmodel/Ip6/Ip6.h>
 #include <ipmodel/Ip6/SourceAddressSelection.h>
 #include <ipmodel/SrcIntf/SrcIntf.h>
