@@ -25,36 +25,35 @@ bool v4Compatible(const Lumen::Ip6Addr::Bytes& b) {
   return b[12] != 0 || b[13] != 0;
 }
 
-void checkIpv4(const std::string& text) {
-  Lumen::IpAddr ours;
-  const bool ok = Lumen::IpAddr::tryParse(text, ours);
-  in_addr theirs{};
-  const bool libcOk = inet_pton(AF_INET, text.c_str(), &theirs) == 1;
+// Reads text with Addr's reader and inet_pton(af), and prints with both
+// printers. Raw is the C library's address struct.
+template <class Addr, int af, class Raw, std::size_t textLen>
+void checkFamily(const std::string& text) {
+  Addr ours;
+  const bool ok = Addr::tryParse(text, ours);
+  Raw theirs{};
+  const bool libcOk = inet_pton(af, text.c_str(), &theirs) == 1;
   LUMEN_FUZZ_CHECK(ok == libcOk);
   if (!ok) return;
-  LUMEN_FUZZ_CHECK(std::memcmp(ours.bytes().data(), &theirs, 4) == 0);
-  char printed[INET_ADDRSTRLEN];
-  LUMEN_FUZZ_CHECK(inet_ntop(AF_INET, &theirs, printed, sizeof printed) != nullptr);
+  LUMEN_FUZZ_CHECK(std::memcmp(ours.bytes().data(), &theirs, sizeof theirs) == 0);
+  char printed[textLen];
+  LUMEN_FUZZ_CHECK(inet_ntop(af, &theirs, printed, sizeof printed) != nullptr);
+  if constexpr (af == AF_INET6) {
+    if (v4Compatible(ours.bytes())) {
+      // Both texts still read back as the same address.
+      Addr back;
+      LUMEN_FUZZ_CHECK(Addr::tryParse(printed, back) && back == ours);
+      return;
+    }
+  }
   LUMEN_FUZZ_CHECK(Lumen::valueToStrep(ours) == printed);
 }
 
+void checkIpv4(const std::string& text) {
+  checkFamily<Lumen::IpAddr, AF_INET, in_addr, INET_ADDRSTRLEN>(text);
+}
 void checkIpv6(const std::string& text) {
-  Lumen::Ip6Addr ours;
-  const bool ok = Lumen::Ip6Addr::tryParse(text, ours);
-  in6_addr theirs{};
-  const bool libcOk = inet_pton(AF_INET6, text.c_str(), &theirs) == 1;
-  LUMEN_FUZZ_CHECK(ok == libcOk);
-  if (!ok) return;
-  LUMEN_FUZZ_CHECK(std::memcmp(ours.bytes().data(), &theirs, 16) == 0);
-  char printed[INET6_ADDRSTRLEN];
-  LUMEN_FUZZ_CHECK(inet_ntop(AF_INET6, &theirs, printed, sizeof printed) != nullptr);
-  if (v4Compatible(ours.bytes())) {
-    // Both texts still read back as the same address.
-    Lumen::Ip6Addr back;
-    LUMEN_FUZZ_CHECK(Lumen::Ip6Addr::tryParse(printed, back) && back == ours);
-    return;
-  }
-  LUMEN_FUZZ_CHECK(Lumen::valueToStrep(ours) == printed);
+  checkFamily<Lumen::Ip6Addr, AF_INET6, in6_addr, INET6_ADDRSTRLEN>(text);
 }
 
 }  // namespace
