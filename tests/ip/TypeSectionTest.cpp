@@ -1,19 +1,16 @@
 // The library file lists the qualified name of every type it defines in its
 // .orv.type section: NUL-terminated strings, each on a boundary set by its
 // size, unit by unit in reverse registration order, gaps zero.
-#include <elf.h>
-#include <link.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <string>
 #include <vector>
 
 #include <ipmodel/Ip/Ip.h>
+
+#include "TypeSection.h"
 
 namespace {
 
@@ -22,60 +19,19 @@ bool inIpUnit(const std::string& n) {
   return n.rfind("Ip::", 0) == 0 && n.rfind("Ip::SourceIntf::", 0) != 0;
 }
 
-std::vector<char> readSection(const std::string& file, const char* name, std::uint64_t& addrAlign) {
-  std::ifstream f(file, std::ios::binary);
-  std::vector<char> data((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
-  if (data.size() < sizeof(Elf64_Ehdr)) return {};
-  const auto* eh = reinterpret_cast<const Elf64_Ehdr*>(data.data());
-  const auto* sh = reinterpret_cast<const Elf64_Shdr*>(data.data() + eh->e_shoff);
-  const char* names = data.data() + sh[eh->e_shstrndx].sh_offset;
-  for (int i = 0; i < eh->e_shnum; ++i) {
-    if (std::strcmp(names + sh[i].sh_name, name) == 0) {
-      addrAlign = sh[i].sh_addralign;
-      return std::vector<char>(data.begin() + static_cast<long>(sh[i].sh_offset),
-                               data.begin() + static_cast<long>(sh[i].sh_offset + sh[i].sh_size));
-    }
-  }
-  return {};
-}
-
-// The path of the loaded library file.
-std::string libraryPath() {
-  std::string found;
-  dl_iterate_phdr(
-      [](dl_phdr_info* i, std::size_t, void* out) {
-        std::string n = i->dlpi_name ? i->dlpi_name : "";
-        if (n.find("libipmodel.so") != std::string::npos) {
-          *static_cast<std::string*>(out) = n;
-          return 1;
-        }
-        return 0;
-      },
-      &found);
-  return found;
-}
-
 TEST(TypeSection, ListsEveryTypeAlignedByItsSize) {
-  const std::string lib = libraryPath();
+  const std::string lib = typesection::libraryPath();
   ASSERT_FALSE(lib.empty());
   std::uint64_t align = 0;
-  auto sec = readSection(lib, ".orv.type", align);
+  auto sec = typesection::readSection(lib, ".orv.type", align);
   ASSERT_FALSE(sec.empty()) << "no .orv.type section in " << lib;
   EXPECT_GE(align, 32u);
 
   std::vector<std::string> listed;
-  std::size_t pos = 0;
-  while (pos < sec.size()) {
-    if (sec[pos] == 0) {
-      ++pos;  // gap
-      continue;
-    }
-    std::string s(&sec[pos]);
-    std::size_t size = s.size() + 1;
-    std::size_t boundary = size >= 32 ? 32 : (size >= 16 ? 16 : 8);
-    EXPECT_EQ(pos % boundary, 0u) << s << " at offset " << pos;
-    listed.push_back(s);
-    pos += size;
+  for (const auto& e : typesection::entries(sec)) {
+    EXPECT_EQ(e.offset % typesection::boundaryOf(e.name), 0u)
+        << e.name << " at offset " << e.offset;
+    listed.push_back(e.name);
   }
 
   // Every type registered by the library is listed once.
