@@ -18,8 +18,6 @@
 // prints per interface and phase: CPU time, allocations, bytes requested
 // from the allocator, and the change of the heap in use (malloc's own count,
 // overhead included; negative when the phase frees).
-#include <malloc.h>
-#include <time.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -32,7 +30,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "BenchMain.h"
+#include "PhaseBench.h"
 
 #include <ipmodel/Ip6/Ip6.h>
 
@@ -96,68 +94,12 @@ const Inputs& inputs() {
   return in;
 }
 
-std::uint64_t heapInUse() {
-  const struct mallinfo2 m = mallinfo2();
-  return m.uordblks + m.hblkhd;
-}
-
-double cpuSeconds() {
-  timespec t{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
-}
-
 enum Phase { build, fold, remove, phaseCount };
 constexpr const char* phaseNames[phaseCount] = {"Build", "Fold", "Delete"};
 
-struct PhaseFigures {
-  double seconds = 0;
-  std::uint64_t allocations = 0;
-  std::uint64_t bytes = 0;  // requested
-  std::int64_t heap = 0;    // change of the heap in use
-};
-
-struct Cycle {
-  PhaseFigures phase[phaseCount];
-  bool ok = true;
-};
-
-// Runs one phase, keeping its CPU time and memory figures; the benchmark's
-// timer runs during the phase it reports only.
-class PhaseTimer {
- public:
-  PhaseTimer(benchmark::State* state, Phase reported) : state_(state), reported_(reported) {}
-
-  template <class F>
-  void run(Phase p, Cycle& c, F&& body) {
-    const bool timed = state_ && p == reported_;
-    const std::uint64_t heap0 = heapInUse();
-    ipmodel::bench::AllocCounter allocs;
-    if (timed) state_->ResumeTiming();
-    const double t0 = cpuSeconds();
-    body();
-    const double t1 = cpuSeconds();
-    if (timed) state_->PauseTiming();
-    PhaseFigures& f = c.phase[p];
-    f.seconds = t1 - t0;
-    f.allocations = allocs.allocations();
-    f.bytes = allocs.bytes();
-    f.heap = static_cast<std::int64_t>(heapInUse()) - static_cast<std::int64_t>(heap0);
-  }
-
- private:
-  benchmark::State* state_;
-  Phase reported_;
-};
-
-template <class T>
-std::uint64_t liveObjectsOf() {
-  std::uint64_t sum = 0;
-  for (const Orv::AllocTrackTypeInfo* t : Orv::AllocTrackTypeInfo::all()) {
-    if (t->type() == typeid(T)) sum += t->liveObjects();
-  }
-  return sum;
-}
+using Cycle = ipmodel::bench::PhaseCycle<phaseCount>;
+using PhaseTimer = ipmodel::bench::PhaseTimer<phaseCount>;
+using ipmodel::bench::liveObjectsOf;
 
 // What both sides must answer: the second global address for every
 // interface, by the construction of the inputs.
@@ -297,92 +239,19 @@ Cycle floorCycle(PhaseTimer timer) {
 
 // --- benchmarks -----------------------------------------------------------------------
 
-struct Seen {
-  double phaseSeconds[phaseCount] = {};
-  std::int64_t phaseCycles[phaseCount] = {};
-  Cycle last;
-  bool ran = false;
-  double mean(int p) const { return phaseSeconds[p] / static_cast<double>(phaseCycles[p]); }
-};
-Seen seen[2];
-
-template <bool model>
-void BM_Ip6Scale(benchmark::State& state) {
-  const auto phase = static_cast<Phase>(state.range(0));
-  Cycle (*const run)(PhaseTimer) = model ? modelCycle : floorCycle;
-  run(PhaseTimer(nullptr, phase));  // warms the heap and the inputs
-  Cycle c;
-  double sum = 0;
-  for (auto _ : state) {
-    state.PauseTiming();
-    c = run(PhaseTimer(&state, phase));
-    state.ResumeTiming();
-    if (!c.ok) {
-      state.SkipWithError("the cycle did not leave the expected contents");
-      return;
-    }
-    sum += c.phase[phase].seconds;
-  }
-  Seen& s = seen[model ? 0 : 1];
-  s.phaseSeconds[phase] += sum;
-  s.phaseCycles[phase] += state.iterations();
-  s.last = c;
-  s.ran = true;
-}
-
-[[maybe_unused]] const int registered = [] {
-  for (int p = 0; p < phaseCount; ++p) {
-    const std::string name = std::string("Ip6") + phaseNames[p];
-    const std::string floorName = std::string(ipmodel::bench::floorPrefix) + name;
-    for (auto* b : {benchmark::RegisterBenchmark(name.c_str(), BM_Ip6Scale<true>),
-                    benchmark::RegisterBenchmark(floorName.c_str(), BM_Ip6Scale<false>)}) {
-      b->Arg(p)->Iterations(5)->Unit(benchmark::kMillisecond);
-    }
-  }
-  return 0;
-}();
-
-double ratio(double a, double b) { return b != 0 ? a / b : 0; }
+ipmodel::bench::PhaseSeen<phaseCount> seen[2];
+constexpr const char* benchNames[phaseCount] = {"Ip6Build", "Ip6Fold", "Ip6Delete"};
+[[maybe_unused]] const int registered =
+    ipmodel::bench::registerPhaseBenchmarks(benchNames, modelCycle, floorCycle, seen);
 
 void printSummary(std::FILE* out) {
-  const double n = static_cast<double>(kIntfs);
-  const Seen& m = seen[0];
-  const Seen& f = seen[1];
-  if (!m.ran || !f.ran) return;
-  std::fprintf(out, "\nper interface (%zu interfaces, %zu addresses each, %zu VRFs)\n", kIntfs,
-               kAddrs, kVrfs);
-  std::fprintf(out, "  %-28s | %10s | %10s | %s\n", "", "model", "floor", "ratio");
-  for (int p = 0; p < phaseCount; ++p) {
-    const PhaseFigures& mp = m.last.phase[p];
-    const PhaseFigures& fp = f.last.phase[p];
-    const std::string name = phaseNames[p];
-    if (m.phaseCycles[p] != 0 && f.phaseCycles[p] != 0) {
-      std::fprintf(out, "  %-28s | %10.1f | %10.1f | %.2f\n", (name + " CPU ns").c_str(),
-                   m.mean(p) / n * 1e9, f.mean(p) / n * 1e9, ratio(m.mean(p), f.mean(p)));
-    }
-    std::fprintf(out, "  %-28s | %10.2f | %10.2f | %.2f\n", (name + " allocations").c_str(),
-                 static_cast<double>(mp.allocations) / n, static_cast<double>(fp.allocations) / n,
-                 ratio(static_cast<double>(mp.allocations), static_cast<double>(fp.allocations)));
-    std::fprintf(out, "  %-28s | %10.1f | %10.1f | %.2f\n", (name + " bytes requested").c_str(),
-                 static_cast<double>(mp.bytes) / n, static_cast<double>(fp.bytes) / n,
-                 ratio(static_cast<double>(mp.bytes), static_cast<double>(fp.bytes)));
-    std::fprintf(out, "  %-28s | %10.1f | %10.1f | %.2f\n", (name + " heap change").c_str(),
-                 static_cast<double>(mp.heap) / n, static_cast<double>(fp.heap) / n,
-                 ratio(static_cast<double>(mp.heap), static_cast<double>(fp.heap)));
-  }
+  const std::string units = "interface (" + std::to_string(kIntfs) + " interfaces, " +
+                            std::to_string(kAddrs) + " addresses each, " + std::to_string(kVrfs) +
+                            " VRFs)";
+  ipmodel::bench::printPhaseTable(out, phaseNames, seen, static_cast<double>(kIntfs),
+                                  units.c_str());
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  bool console = true;
-  for (int i = 1; i < argc; ++i) {
-    std::string_view arg(argv[i]);
-    if (arg.starts_with("--benchmark_format=") && arg != "--benchmark_format=console") {
-      console = false;
-    }
-  }
-  const int rc = ipmodel::bench::benchMain(argc, argv);
-  if (rc == 0) printSummary(console ? stdout : stderr);
-  return rc;
-}
+int main(int argc, char** argv) { return ipmodel::bench::phaseBenchMain(argc, argv, printSummary); }

@@ -19,9 +19,6 @@
 // live bytes), and for both sides the heap in use (malloc's own count,
 // overhead included) and the allocations made; then the size of one default
 // Ip::IpIntfStatus beside a hand-packed struct with the same fields.
-#include <malloc.h>
-#include <time.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -35,7 +32,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "BenchMain.h"
+#include "PhaseBench.h"
 
 #include <ipmodel/Ip/Ip.h>
 
@@ -77,68 +74,13 @@ const Inputs& inputs() {
   return in;
 }
 
-std::uint64_t trackedBytes() {
-  std::uint64_t sum = 0;
-  for (const Orv::AllocTrackTypeInfo* t : Orv::AllocTrackTypeInfo::all()) sum += t->liveBytes();
-  return sum;
-}
-
-// Bytes malloc has handed out and not had back, its chunk overhead included.
-std::uint64_t heapInUse() {
-  const struct mallinfo2 m = mallinfo2();
-  return m.uordblks + m.hblkhd;
-}
-
-double cpuSeconds() {
-  timespec t{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
-}
-
 enum Phase { build, change, remove, phaseCount };
 constexpr const char* phaseNames[phaseCount] = {"Build", "Change", "Delete"};
 
-// Runs the phases of one cycle in turn, keeping the CPU time of each; the
-// benchmark's timer runs during the phase it reports only.
-class PhaseTimer {
- public:
-  PhaseTimer(benchmark::State* state, Phase reported) : state_(state), reported_(reported) {}
-
-  template <class F>
-  void run(Phase p, double (&seconds)[phaseCount], F&& body) {
-    const bool timed = state_ && p == reported_;
-    if (timed) state_->ResumeTiming();
-    const double t0 = cpuSeconds();
-    body();
-    seconds[p] = cpuSeconds() - t0;
-    if (timed) state_->PauseTiming();
-  }
-
- private:
-  benchmark::State* state_;
-  Phase reported_;
-};
-
-struct Cycle {
-  double seconds[phaseCount] = {};
-  // After Build, what it added.
-  std::int64_t trackedBytes = 0;
-  std::int64_t heapBytes = 0;
-  std::uint64_t allocations = 0;
-  bool ok = true;
-};
-
-// Live objects of T as the library's trackers count them. The sum over the
-// registry: Orv::allocTrack<T>() called from this program is not the tracker
-// the library counts into.
-template <class T>
-std::uint64_t liveObjectsOf() {
-  std::uint64_t sum = 0;
-  for (const Orv::AllocTrackTypeInfo* t : Orv::AllocTrackTypeInfo::all()) {
-    if (t->type() == typeid(T)) sum += t->liveObjects();
-  }
-  return sum;
-}
+using Cycle = ipmodel::bench::PhaseCycle<phaseCount>;
+using PhaseTimer = ipmodel::bench::PhaseTimer<phaseCount>;
+using ipmodel::bench::liveObjectsOf;
+using ipmodel::bench::trackedBytes;
 
 // --- the model ------------------------------------------------------------------
 
@@ -151,10 +93,7 @@ Cycle modelCycle(PhaseTimer timer) {
   const auto liveL3 = liveObjectsOf<L3::Intf::Status>();
   Cycle c;
 
-  const std::uint64_t tracked0 = trackedBytes();
-  const std::uint64_t heap0 = heapInUse();
-  ipmodel::bench::AllocCounter allocs;
-  timer.run(build, c.seconds, [&] {
+  timer.run(build, c, [&] {
     for (std::size_t i = 0; i < kIntfs; ++i) {
       const L3::VrfName& vrf = in.vrfs[i % kVrfs];
       auto l3 = l3Input->intfStatusIs(in.ids[i]);
@@ -164,11 +103,8 @@ Cycle modelCycle(PhaseTimer timer) {
       ipStatus->vrfIpIntfStatusIs(vrf)->ipIntfStatusIs(s);
     }
   });
-  c.allocations = allocs.allocations();
-  c.trackedBytes = static_cast<std::int64_t>(trackedBytes() - tracked0);
-  c.heapBytes = static_cast<std::int64_t>(heapInUse()) - static_cast<std::int64_t>(heap0);
 
-  timer.run(change, c.seconds, [&] {
+  timer.run(change, c, [&] {
     for (std::uint32_t i : in.order) {
       ipInput->ipIntfStatus(in.ids[i])->activeAddrWithMaskIs(in.addrs[i]);
     }
@@ -178,7 +114,7 @@ Cycle modelCycle(PhaseTimer timer) {
          ipStatus->ipIntfStatus(in.ids[0])->activeAddrWithMask() == in.addrs[0] &&
          ipStatus->ipIntfStatus(in.ids[0])->vrf() == in.vrfs[0];
 
-  timer.run(remove, c.seconds, [&] {
+  timer.run(remove, c, [&] {
     for (std::uint32_t i : in.order) {
       const IntfId& id = in.ids[i];
       ipStatus->vrfIpIntfStatus(in.vrfs[i % kVrfs])->ipIntfStatusDel(id);
@@ -231,9 +167,7 @@ Cycle floorCycle(PhaseTimer timer) {
   std::unordered_map<std::string, std::unordered_map<std::string, PackedIntfStatus*>> vrfStatus;
   Cycle c;
 
-  const std::uint64_t heap0 = heapInUse();
-  ipmodel::bench::AllocCounter allocs;
-  timer.run(build, c.seconds, [&] {
+  timer.run(build, c, [&] {
     for (std::size_t i = 0; i < kIntfs; ++i) {
       const std::string& name = in.names[i];
       const std::string& vrf = in.vrfNames[i % kVrfs];
@@ -247,10 +181,8 @@ Cycle floorCycle(PhaseTimer timer) {
       vrfStatus[vrf].try_emplace(name, &s);
     }
   });
-  c.allocations = allocs.allocations();
-  c.heapBytes = static_cast<std::int64_t>(heapInUse()) - static_cast<std::int64_t>(heap0);
 
-  timer.run(change, c.seconds, [&] {
+  timer.run(change, c, [&] {
     for (std::uint32_t i : in.order) {
       PackedIntfStatus& s = ipInput.find(in.names[i])->second;
       if (!(s.activeAddrWithMask == in.addrs[i])) s.activeAddrWithMask = in.addrs[i];
@@ -260,7 +192,7 @@ Cycle floorCycle(PhaseTimer timer) {
   c.ok = ipStatus.size() == kIntfs && vrfStatus.size() == kVrfs &&
          ipStatus.at(in.names[0])->activeAddrWithMask == in.addrs[0];
 
-  timer.run(remove, c.seconds, [&] {
+  timer.run(remove, c, [&] {
     for (std::uint32_t i : in.order) {
       const std::string& name = in.names[i];
       vrfStatus.find(in.vrfNames[i % kVrfs])->second.erase(name);
@@ -277,78 +209,18 @@ Cycle floorCycle(PhaseTimer timer) {
 
 // --- benchmarks -----------------------------------------------------------------------
 
-// What the benchmarks saw, by side (0 model, 1 floor): the CPU time of each
-// phase summed over the timed cycles of the benchmark reporting it (all
-// repetitions), and the memory figures of the last cycle.
-struct Seen {
-  double phaseSeconds[phaseCount] = {};
-  std::int64_t phaseCycles[phaseCount] = {};
-  Cycle last;
-  bool ran = false;
-  double mean(int p) const { return phaseSeconds[p] / static_cast<double>(phaseCycles[p]); }
-};
-Seen seen[2];
-
-template <bool model>
-void BM_Scale(benchmark::State& state) {
-  const auto phase = static_cast<Phase>(state.range(0));
-  Cycle (*const run)(PhaseTimer) = model ? modelCycle : floorCycle;
-  run(PhaseTimer(nullptr, phase));  // warms the heap and the inputs
-  Cycle c;
-  double sum = 0;
-  for (auto _ : state) {
-    state.PauseTiming();
-    c = run(PhaseTimer(&state, phase));
-    state.ResumeTiming();
-    if (!c.ok) {
-      state.SkipWithError("the cycle did not leave the expected contents");
-      return;
-    }
-    sum += c.seconds[phase];
-  }
-  Seen& s = seen[model ? 0 : 1];
-  s.phaseSeconds[phase] += sum;
-  s.phaseCycles[phase] += state.iterations();
-  s.last = c;
-  s.ran = true;
-}
-
-[[maybe_unused]] const int registered = [] {
-  for (int p = 0; p < phaseCount; ++p) {
-    const std::string floorName = std::string(ipmodel::bench::floorPrefix) + phaseNames[p];
-    for (auto* b : {benchmark::RegisterBenchmark(phaseNames[p], BM_Scale<true>),
-                    benchmark::RegisterBenchmark(floorName.c_str(), BM_Scale<false>)}) {
-      b->Arg(p)->Iterations(5)->Unit(benchmark::kMillisecond);
-    }
-  }
-  return 0;
-}();
+ipmodel::bench::PhaseSeen<phaseCount> seen[2];
+[[maybe_unused]] const int registered =
+    ipmodel::bench::registerPhaseBenchmarks(phaseNames, modelCycle, floorCycle, seen);
 
 void printSummary(std::FILE* out) {
   const double n = static_cast<double>(kIntfs);
-  const Seen& m = seen[0];
-  const Seen& f = seen[1];
-  std::fprintf(out, "\nper interface (%zu interfaces, %zu VRFs)\n", kIntfs, kVrfs);
-  std::fprintf(out, "  %-38s | %10s | %10s | %s\n", "", "model", "floor", "ratio");
-  for (int p = 0; p < phaseCount; ++p) {
-    if (m.phaseCycles[p] == 0 || f.phaseCycles[p] == 0) continue;
-    std::fprintf(out, "  %-38s | %10.1f | %10.1f | %.2f\n",
-                 (std::string(phaseNames[p]) + " CPU ns").c_str(), m.mean(p) / n * 1e9,
-                 f.mean(p) / n * 1e9, m.mean(p) / f.mean(p));
-  }
-  if (m.ran) {
-    std::fprintf(out, "  %-38s | %10.1f | %10s |\n", "tracked bytes after Build",
-                 static_cast<double>(m.last.trackedBytes) / n, "-");
-  }
-  if (m.ran && f.ran) {
-    std::fprintf(
-        out, "  %-38s | %10.1f | %10.1f | %.2f\n", "heap bytes after Build (with malloc's)",
-        static_cast<double>(m.last.heapBytes) / n, static_cast<double>(f.last.heapBytes) / n,
-        static_cast<double>(m.last.heapBytes) / static_cast<double>(f.last.heapBytes));
-    std::fprintf(out, "  %-38s | %10.2f | %10.2f | %.2f\n", "allocations in Build",
-                 static_cast<double>(m.last.allocations) / n,
-                 static_cast<double>(f.last.allocations) / n,
-                 static_cast<double>(m.last.allocations) / static_cast<double>(f.last.allocations));
+  const std::string units =
+      "interface (" + std::to_string(kIntfs) + " interfaces, " + std::to_string(kVrfs) + " VRFs)";
+  ipmodel::bench::printPhaseTable(out, phaseNames, seen, n, units.c_str());
+  if (seen[0].ran) {
+    std::fprintf(out, "  %-28s | %10.1f | %10s |\n", "tracked bytes after Build",
+                 static_cast<double>(seen[0].last.phase[build].tracked) / n, "-");
   }
 
   const std::uint64_t before = trackedBytes();
@@ -368,17 +240,4 @@ void printSummary(std::FILE* out) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  // Machine-readable output on stdout stays clean: the summary then goes to
-  // stderr.
-  bool console = true;
-  for (int i = 1; i < argc; ++i) {
-    std::string_view arg(argv[i]);
-    if (arg.starts_with("--benchmark_format=") && arg != "--benchmark_format=console") {
-      console = false;
-    }
-  }
-  const int rc = ipmodel::bench::benchMain(argc, argv);
-  if (rc == 0) printSummary(console ? stdout : stderr);
-  return rc;
-}
+int main(int argc, char** argv) { return ipmodel::bench::phaseBenchMain(argc, argv, printSummary); }
