@@ -1,19 +1,54 @@
 """Resolver: syntax tree -> frozen model. All validation happens here;
-emitters read only the model."""
+emitters read only the model.
+
+The model says what each type and attribute is, never how C++ spells it
+(names.py does). Every object is immutable and built once its parts are
+known, in passes:
+
+  1. declare: a TypeName per declared type, so members may name later types;
+  2. plain members: enumerators, scalar and pointer attributes, constructor
+     parameters, which need only the declared names;
+  3. collections and reactors, which need the element type's attributes;
+  4. assembly: constructor parameters held by reactors, reactor hands, the
+     frozen types in declaration order, value and registration order.
+"""
 
 from dataclasses import dataclass, field
 from typing import Optional
 
 from . import names
 from .errors import Diagnostics, Pos
-from .typesys import CppType, builtin, cpp_string
+from .typesys import Builtin, builtin
+
+# -- model objects ---------------------------------------------------------
 
 
-@dataclass
+@dataclass(frozen=True)
+class TypeName:
+    """A declared type as other types refer to it."""
+
+    name: str
+    ns: tuple
+    kind: str  # enum, value, entity, object, sm
+    named: bool = False
+
+    @property
+    def qname(self):
+        return "::".join(self.ns + (self.name,))
+
+
+@dataclass(frozen=True)
+class Enumerator:
+    name: str
+    value: int
+    text: str
+
+
+@dataclass(frozen=True)
 class EnumType:
     name: str
     ns: tuple
-    items: list  # (name, value, text)
+    items: tuple  # Enumerator
     pos: Pos
 
     @property
@@ -21,134 +56,93 @@ class EnumType:
         return "::".join(self.ns + (self.name,))
 
 
-@dataclass
+@dataclass(frozen=True)
+class Default:
+    """A default or constant value as the model states it."""
+
+    kind: str  # bool, int, double, string, enumerator, text
+    value: object
+
+
+@dataclass(frozen=True)
+class Bound:
+    """A range bound: an integer or a constant of the owning type."""
+
+    value: Optional[int] = None
+    constant: Optional[str] = None
+
+
+@dataclass(frozen=True)
+class Range:
+    min: Optional[Bound]
+    max: Bound
+    message: str
+
+
+@dataclass(frozen=True)
 class Reactor:
     """A reactor class nested in a state machine, watching one entity type."""
 
     name: str
-    target: object  # Entity watched
+    target: TypeName  # the entity watched
     const: bool
     pos: Pos
-    key: Optional[CppType] = None  # key type for reactors kept in a collection
+    key: object = None  # key type of reactors kept in a collection
     by: Optional[str] = None
     onattach: Optional[str] = None
     ondel: Optional[str] = None
-    hands: list = field(default_factory=list)
-
-    @property
-    def base(self):
-        return f"{self.target.qname}::{'NotifieeConst' if self.const else 'Notifiee'}"
-
-    @property
-    def target_ptr(self):
-        return f"Orv::Ptr<{'const ' if self.const else ''}{self.target.qname}>"
+    hands: tuple = ()
 
 
-@dataclass
+@dataclass(frozen=True)
 class Coll:
     order: str  # ordered | hashed
-    shape: str  # map | set | by | ptrby | new
-    key: CppType
-    value: Optional[CppType]  # member value type (None for a set)
-    elem: Optional[object] = None  # model type of values (entity for ptrby/new, value type for by)
+    shape: str  # map | set | by | ptrby | new | reactor
+    key: object
+    value: object = None  # member value type of a map or by-collection
+    elem: Optional[TypeName] = None  # value type (by) or entity (ptrby, new, reactor)
     by: Optional[str] = None
     const: bool = False
-    extra: list = field(default_factory=list)  # further constructor params of `new` members
+    extra: tuple = ()  # further constructor parameters (Attr) of `new` members
     reactor: Optional[Reactor] = None
 
-    @property
-    def cpp(self):
-        k = self.key.cpp
-        if self.shape == "reactor":
-            kind = "Orv::RbTreeMap" if self.order == "ordered" else "Orv::HashMap2018"
-            return f"{kind}<{k}, Orv::Ptr<{self.reactor.name}>>"
-        if self.shape == "set":
-            v = "Orv::Unit"
-        elif self.shape == "ptrby":
-            v = f"Orv::Ptr<{'const ' if self.const else ''}{self.elem.qname}>"
-        elif self.shape == "new":
-            if self.order == "hashed":
-                return f"Orv::HashMap<{k}, {self.elem.qname}, {self.elem.qname}::OrvKeyOf>"
-            v = f"Orv::Ptr<{self.elem.qname}>"
-        else:
-            v = self.value.cpp
-        kind = "Orv::RbTreeMap" if self.order == "ordered" else "Orv::HashMap2018"
-        return f"{kind}<{k}, {v}>"
 
-    @property
-    def member_cpp(self):
-        """Type a lookup returns: the value, or a counted pointer for entities."""
-        if self.shape == "reactor":
-            return f"Orv::Ptr<{self.reactor.name}>"
-        if self.shape == "set":
-            return "bool"
-        if self.shape == "ptrby":
-            return f"Orv::Ptr<{'const ' if self.const else ''}{self.elem.qname}>"
-        if self.shape == "new":
-            return f"Orv::Ptr<{self.elem.qname}>"
-        return self.value.cpp
-
-    @property
-    def kind_name(self):
-        if self.shape == "new" and self.order == "hashed":
-            return "hashedIntrusive"
-        return self.order
+# Emitter kinds of attributes; names.py and the emitter table key on these.
+SCALAR_KINDS = ("key", "stored", "ranged", "counter", "pointer", "constant", "computed", "query", "reactor")
 
 
-@dataclass
+@dataclass(frozen=True)
 class Attr:
     name: str
     id: int
-    category: str  # key, stored, constant, computed, collection, pointer
-    type: Optional[CppType]  # value type (None for collections)
+    kind: str  # one of SCALAR_KINDS, or a collection shape (map set by ptrby new reactors)
+    category: str  # as the descriptor lists it: key stored constant computed collection pointer
     pos: Pos
     line: str  # the model line, echoed above the generated code
+    type: object = None  # Builtin, TypeName; None for pointers, reactors, collections
     writable: bool = False
-    default: Optional[str] = None  # C++ expression
-    range_min: Optional[str] = None
-    range_max: Optional[str] = None
-    range_message: Optional[str] = None
+    default: Optional[Default] = None
+    range: Optional[Range] = None
+    target: Optional[TypeName] = None  # entity a pointer points to
+    const: bool = False  # pointer to const
+    args: Optional[tuple] = None  # argument types of a query
     coll: Optional[Coll] = None
-    counter: bool = False
-    ptr_const: bool = False
-    ctor_index: Optional[int] = None  # position among constructor parameters
-    args: Optional[list] = None  # CppType of each argument of a computed query
-
-    @property
-    def cpp(self):
-        if self.coll is not None:
-            return self.coll.cpp
-        if self.reactor is not None:
-            return f"Orv::Ptr<{self.reactor.name}>"
-        if self.ptr_target is not None:
-            return f"Orv::Ptr<{'const ' if self.ptr_const else ''}{self.ptr_target.qname}>"
-        return self.type.cpp
-
-    ptr_target: Optional[object] = None
     reactor: Optional[Reactor] = None
-
-    @property
-    def param(self):
-        if self.reactor is not None:
-            return f"const {self.reactor.target_ptr}&"
-        if self.ptr_target is not None:
-            return f"const {self.cpp}&"
-        return self.type.param
 
     @property
     def notifies(self):
         return self.category in ("stored", "pointer", "collection")
 
 
-@dataclass
+@dataclass(frozen=True)
 class ValueType:
     name: str
     ns: tuple
     pos: Pos
-    attrs: list = field(default_factory=list)
-    params: list = field(default_factory=list)  # Attr, constructor order
-    order_by: list = field(default_factory=list)
-    hands: list = field(default_factory=list)
+    attrs: tuple = ()
+    params: tuple = ()  # Attr, constructor order
+    order_by: tuple = ()
+    hands: tuple = ()
     text_attr: Optional[str] = None  # the attribute whose textual form is the value's
 
     @property
@@ -156,32 +150,34 @@ class ValueType:
         return "::".join(self.ns + (self.name,))
 
     @property
-    def stored(self):
-        return [a for a in self.attrs if a.category in ("key", "stored", "collection")]
-
-    @property
     def has_collection(self):
         return any(a.coll is not None for a in self.attrs)
 
 
-@dataclass
+@dataclass(frozen=True)
 class Entity:
     name: str
     ns: tuple
     pos: Pos
+    kind: str = "entity"  # entity, object (counted: no notifiees, no parent), sm (state machine)
     named: bool = False
-    counted: bool = False  # a counted object: no notifiees, no parent
-    sm: bool = False  # a state machine: reactors nested in it
-    reactors: list = field(default_factory=list)
-    init_fn: str = "initialize"
-    attrs: list = field(default_factory=list)
-    params: list = field(default_factory=list)  # Attr (keyed) ; empty for named
-    hands: list = field(default_factory=list)
-    init: bool = False
+    attrs: tuple = ()
+    params: tuple = ()  # Attr; empty for a named entity
+    reactors: tuple = ()
+    hands: tuple = ()
+    init_fn: Optional[str] = None  # hand-written function run at the end of the constructor
 
     @property
     def qname(self):
         return "::".join(self.ns + (self.name,))
+
+    @property
+    def counted(self):
+        return self.kind == "object"
+
+    @property
+    def sm(self):
+        return self.kind == "sm"
 
     @property
     def key(self):
@@ -192,17 +188,17 @@ class Entity:
         return [a for a in self.attrs if a.coll is not None]
 
 
-@dataclass
+@dataclass(frozen=True)
 class Unit:
     name: str
     path: str
     folder: str
-    imports: list  # Unit
-    includes: list
-    enums: list
-    values: list
-    entities: list
-    register: list  # model types in registration order
+    imports: tuple  # Unit
+    includes: tuple
+    enums: tuple
+    values: tuple
+    entities: tuple
+    register: tuple  # model types in registration order
 
     @property
     def types(self):
@@ -215,6 +211,40 @@ class Unit:
         return None
 
 
+def type_name(t):
+    """The TypeName of a frozen model type."""
+    if isinstance(t, EnumType):
+        return TypeName(t.name, t.ns, "enum")
+    if isinstance(t, ValueType):
+        return TypeName(t.name, t.ns, "value")
+    return TypeName(t.name, t.ns, t.kind, t.named)
+
+
+# -- resolution ----------------------------------------------------------------
+
+
+@dataclass
+class _Draft:
+    """A type of this unit while it is resolved; only the resolver sees it."""
+
+    decl: object  # syntax.TypeDecl
+    ref: TypeName
+    enum: Optional[EnumType] = None
+    slots: list = field(default_factory=list)  # Attr, None (failed) or a deferred syntax.AttrDecl
+    ids: list = field(default_factory=list)  # identifier of each slot
+    by_name: dict = field(default_factory=dict)  # name -> Attr of plain members (None when deferred)
+    params: list = field(default_factory=list)  # Attr or the name of a deferred (reactor) parameter
+    reactors: list = field(default_factory=list)
+    reactor_hands: list = field(default_factory=list)  # (reactor, text, pos)
+    order_by: tuple = ()
+    hands: list = field(default_factory=list)
+    text_attr: Optional[str] = None
+    init_fn: Optional[str] = None
+
+
+DEFERRED_SHAPES = ("by", "ptrby", "new", "reactor")
+
+
 class Resolver:
     def __init__(self, syntax, lines, imports, folder):
         self.syn = syntax
@@ -222,8 +252,7 @@ class Resolver:
         self.imports = imports
         self.folder = folder
         self.d = Diagnostics()
-        self.by_qname = {}
-        self.ns_of = {}
+        self.drafts = {}  # qname -> _Draft
 
     def line_of(self, pos):
         if 1 <= pos.line <= len(self.lines):
@@ -232,14 +261,15 @@ class Resolver:
 
     # -- type lookup ----------------------------------------------------------
     def lookup(self, name, ns, pos):
-        """A type by the name written in the model, searched from namespace ns outwards."""
+        """A type by the name written in the model, searched from namespace ns
+        outwards: a Builtin, a _Draft of this unit or a frozen imported type."""
         b = builtin(name)
         if b is not None:
             return b
         for depth in range(len(ns), -1, -1):
             q = "::".join(ns[:depth] + (name,))
-            if q in self.by_qname:
-                return self.by_qname[q]
+            if q in self.drafts:
+                return self.drafts[q]
             for u in self.imports:
                 t = u.find_local(q)
                 if t is not None:
@@ -247,156 +277,166 @@ class Resolver:
         self.d.error(pos, f"unknown type '{name}'")
         return None
 
-    def cpp_type(self, t):
-        if isinstance(t, CppType):
+    @staticmethod
+    def ref_of(t):
+        """What an attribute holds for a looked-up type."""
+        if isinstance(t, Builtin):
             return t
-        if isinstance(t, EnumType):
-            return CppType(t.qname, t.qname, "enum", True, model=t)
-        if isinstance(t, ValueType):
-            return CppType(t.qname, t.qname, "value", model=t)
-        if isinstance(t, Entity):
-            return CppType(t.qname, t.qname, "entity", model=t)
-        return None
+        if isinstance(t, _Draft):
+            return t.ref
+        return type_name(t)
+
+    @staticmethod
+    def kind_of(t):
+        if isinstance(t, Builtin):
+            return "builtin"
+        return Resolver.ref_of(t).kind
+
+    def is_entity(self, t):
+        return self.kind_of(t) in ("entity", "object", "sm")
+
+    @staticmethod
+    def enumerators(t):
+        if isinstance(t, _Draft):
+            return [i.name for i in t.enum.items] if t.enum else []
+        return [i.name for i in t.items]
+
+    @staticmethod
+    def attr_named(t, name):
+        """(found, Attr or None) of a plain attribute of a draft or imported type."""
+        if isinstance(t, _Draft):
+            return (name in t.by_name), t.by_name.get(name)
+        for a in t.attrs:
+            if a.name == name:
+                return True, a
+        return False, None
+
+    @staticmethod
+    def params_of(t):
+        if isinstance(t, _Draft):
+            return [p for p in t.params if isinstance(p, Attr)]
+        return list(t.params)
 
     # -- defaults ---------------------------------------------------------
-    def default_expr(self, ctype, lit, owner):
+    def default_of(self, t, lit):
         if lit is None:
             return None
-        k = ctype.kind
-        if ctype.name == "bool":
+        kind = self.kind_of(t)
+        name = self.ref_of(t).qname
+        if isinstance(t, Builtin) and t.kind == "bool":
             if lit.kind != "bool":
                 self.d.error(lit.pos, "a bool default is true or false")
                 return None
-            return "true" if lit.value else "false"
-        if k == "builtin" and ctype.integer_bits:
+            return Default("bool", lit.value)
+        if isinstance(t, Builtin) and t.kind == "int":
             if lit.kind != "number" or not isinstance(lit.value, int):
-                self.d.error(lit.pos, f"default of type {ctype.name} must be an integer")
+                self.d.error(lit.pos, f"default of type {name} must be an integer")
                 return None
-            lo = -(1 << (ctype.integer_bits - 1)) if ctype.signed else 0
-            hi = (1 << (ctype.integer_bits - (1 if ctype.signed else 0))) - 1
+            lo = -(1 << (t.bits - 1)) if t.signed else 0
+            hi = (1 << (t.bits - (1 if t.signed else 0))) - 1
             if not lo <= lit.value <= hi:
-                self.d.error(lit.pos, f"default {lit.value} does not fit {ctype.name}")
+                self.d.error(lit.pos, f"default {lit.value} does not fit {name}")
                 return None
-            return str(lit.value)
-        if ctype.name == "double":
+            return Default("int", lit.value)
+        if isinstance(t, Builtin) and t.kind == "double":
             if lit.kind != "number":
                 self.d.error(lit.pos, "a double default is a number")
                 return None
-            if lit.value == float("-inf"):
-                return "-std::numeric_limits<double>::infinity()"
-            return repr(float(lit.value))
-        if k == "string":
+            return Default("double", float(lit.value))
+        if isinstance(t, Builtin) and t.kind == "string":
             if lit.kind != "string":
-                self.d.error(lit.pos, f"default of type {ctype.name} must be a string")
+                self.d.error(lit.pos, f"default of type {name} must be a string")
                 return None
-            return cpp_string(lit.value)
-        if k == "enum":
-            items = [i[0] for i in ctype.model.items]
-            if lit.kind != "ident" or lit.value not in items:
-                self.d.error(lit.pos, f"default must be an enumerator of {ctype.name}")
+            return Default("string", lit.value)
+        if kind == "enum":
+            if lit.kind != "ident" or lit.value not in self.enumerators(t):
+                self.d.error(lit.pos, f"default must be an enumerator of {name}")
                 return None
-            return f"{ctype.cpp}::{lit.value}"
-        if k in ("platform", "value"):
+            return Default("enumerator", lit.value)
+        if (isinstance(t, Builtin) and t.kind == "platform") or kind == "value":
             if lit.kind != "string":
-                self.d.error(lit.pos, f"default of type {ctype.name} is given as its text")
+                self.d.error(lit.pos, f"default of type {name} is given as its text")
                 return None
-            return f"{ctype.cpp}({cpp_string(lit.value)})"
-        self.d.error(lit.pos, f"type {ctype.name} takes no default")
+            return Default("text", lit.value)
+        self.d.error(lit.pos, f"type {name} takes no default")
         return None
 
-    # -- resolution -------------------------------------------------------
+    def bound(self, lit):
+        if lit is None:
+            return None
+        if lit.kind == "number" and isinstance(lit.value, int):
+            return Bound(value=lit.value)
+        if lit.kind == "ident":
+            return Bound(constant=lit.value)
+        self.d.error(lit.pos, "a range bound is an integer or a constant's name")
+        return Bound(value=0)
+
+    # -- passes -----------------------------------------------------------
     def resolve(self):
         syn = self.syn
         if syn.unit is None:
             self.d.error(Pos(syn.path, 1, 1), "missing 'unit' declaration")
-        # declare all types first so members may refer to later types
-        decls = []
-        for td in syn.types:
+        drafts = self.declare(syn.types)
+        for dr in drafts:
+            if dr.ref.kind == "enum":
+                dr.enum = self.resolve_enum(dr.decl)
+        for dr in drafts:
+            if dr.ref.kind != "enum":
+                self.plain_members(dr)
+        for dr in drafts:
+            if dr.ref.kind != "enum":
+                self.deferred_members(dr)
+        types = [self.assemble(dr) for dr in drafts]
+        enums = [t for t in types if isinstance(t, EnumType)]
+        values = self.order_values([t for t in types if isinstance(t, ValueType)])
+        entities = [t for t in types if isinstance(t, Entity)]
+        register = self.register_list(types)
+        self.d.check()
+        return Unit(syn.unit, syn.path, self.folder, tuple(self.imports), tuple(h for h, _ in syn.includes),
+                    tuple(enums), tuple(values), tuple(entities), tuple(register))
+
+    def declare(self, decls):
+        drafts = []
+        for td in decls:
             q = "::".join(td.namespace + (td.name,))
-            if q in self.by_qname:
+            if q in self.drafts:
                 self.d.error(td.pos, f"type '{q}' declared twice")
                 continue
-            if td.kind == "enum":
-                t = EnumType(td.name, td.namespace, [], td.pos)
-            elif td.kind == "value":
-                t = ValueType(td.name, td.namespace, td.pos)
-            else:
-                t = Entity(td.name, td.namespace, td.pos, named=td.named, counted=(td.kind == "object"),
-                           sm=(td.kind == "sm"))
-            self.by_qname[q] = t
-            decls.append((td, t))
-        for td, t in decls:
-            if isinstance(t, EnumType):
-                self.resolve_enum(td, t)
-        self.deferred = []
-        self.deferred_params = []
-        self.pending_hands = []
-        for td, t in decls:
-            if not isinstance(t, EnumType):
-                self.resolve_struct(td, t)
-        # collections of model types need their element types resolved first
-        for t, index, ad, aid in self.deferred:
-            if ad.type.form == "reactor":
-                a = self.resolve_reactor(ad, t, aid, self.line_of(ad.pos))
-            else:
-                a = self.resolve_coll(ad, t, aid, self.line_of(ad.pos))
-            t.attrs[index] = a
-        for t, i, pname in self.deferred_params:
-            a = next((x for x in t.attrs if x is not None and x.name == pname), None)
-            if a is None:
+            self.check_type_name(td)
+            dr = _Draft(td, TypeName(td.name, td.namespace, td.kind, td.named))
+            self.drafts[q] = dr
+            drafts.append(dr)
+        return drafts
+
+    def check_type_name(self, td):
+        for part in td.namespace:
+            if names.reserved_type_name(part):
+                self.d.error(td.pos, f"namespace name '{part}' is reserved")
+        if names.reserved_type_name(td.name):
+            self.d.error(td.pos, f"type name '{td.name}' is reserved")
+
+    def register_list(self, types):
+        if not self.syn.register:
+            return types
+        register, seen = [], set()
+        by_q = {t.qname: t for t in types}
+        for n, pos in self.syn.register:
+            t = by_q.get(n)
+            if t is None:
+                self.d.error(pos, f"register names unknown type '{n}' (use its qualified name)")
                 continue
-            if a.reactor is None or a.category != "key":
-                self.d.error(t.pos, f"constructor parameter '{pname}' must be a key attribute")
-                continue
-            a.ctor_index = i
-            t.params[i] = a
-        for td, t in decls:
-            if not isinstance(t, EnumType):
-                t.params = [p for p in t.params if p is not None]
-        for t, target, text, pos in self.pending_hands:
-            r = next((r for r in t.reactors if r.name == target), None)
-            if r is None:
-                self.d.error(pos, f"{t.qname} has no reactor '{target}'")
-            else:
-                r.hands.append(text)
-        for td, t in decls:
-            if not isinstance(t, EnumType):
-                t.attrs = [a for a in t.attrs if a is not None]
-        enums = [t for _, t in decls if isinstance(t, EnumType)]
-        values = self.order_values([t for _, t in decls if isinstance(t, ValueType)])
-        entities = [t for _, t in decls if isinstance(t, Entity)]
-        register = []
-        if syn.register:
-            seen = set()
-            for n, pos in syn.register:
-                t = self.by_qname.get(n)
-                if t is None:
-                    self.d.error(pos, f"register names unknown type '{n}' (use its qualified name)")
-                    continue
-                if n in seen:
-                    self.d.error(pos, f"type '{n}' registered twice")
-                seen.add(n)
-                register.append(t)
-            for _, t in decls:
-                if t.qname not in seen:
-                    self.d.error(t.pos, f"type '{t.qname}' missing from the register list")
-        else:
-            register = [t for _, t in decls]
-        self.d.check()
-        return Unit(
-            syn.unit,
-            syn.path,
-            self.folder,
-            self.imports,
-            [h for h, _ in syn.includes],
-            enums,
-            values,
-            entities,
-            register,
-        )
+            if n in seen:
+                self.d.error(pos, f"type '{n}' registered twice")
+            seen.add(n)
+            register.append(t)
+        for t in types:
+            if t.qname not in seen:
+                self.d.error(t.pos, f"type '{t.qname}' missing from the register list")
+        return register
 
     def order_values(self, values):
         """Value types ordered so that a type follows the value types it holds."""
+        local = {v.qname: v for v in values}
         done, out = set(), []
 
         def visit(v, stack):
@@ -406,8 +446,8 @@ class Resolver:
                 self.d.error(v.pos, f"value type {v.qname} contains itself")
                 return
             for a in v.attrs:
-                if a.type is not None and isinstance(a.type.model, ValueType) and a.type.model in values:
-                    visit(a.type.model, stack | {v.qname})
+                if isinstance(a.type, TypeName) and a.type.qname in local:
+                    visit(local[a.type.qname], stack | {v.qname})
             done.add(v.qname)
             out.append(v)
 
@@ -415,8 +455,8 @@ class Resolver:
             visit(v, set())
         return out
 
-    def resolve_enum(self, td, t):
-        seen_n, seen_v = set(), set()
+    def resolve_enum(self, td):
+        items, seen_n, seen_v = [], set(), set()
         nxt = 0
         for it in td.items:
             v = it.value if it.value is not None else nxt
@@ -428,178 +468,179 @@ class Resolver:
                 self.d.error(it.pos, f"enumerator '{it.name}' is a C++ keyword")
             seen_n.add(it.name)
             seen_v.add(v)
-            t.items.append((it.name, v, it.text if it.text is not None else it.name))
+            items.append(Enumerator(it.name, v, it.text if it.text is not None else it.name))
             nxt = v + 1
-        if not t.items:
+        if not items:
             self.d.error(td.pos, f"enum {td.name} has no enumerators")
+        return EnumType(td.name, td.namespace, tuple(items), td.pos)
 
-    def resolve_struct(self, td, t):
-        is_value = isinstance(t, ValueType)
-        next_id = 2 if is_value else 258
-        seen = {}
-        reactor_hands = []
+    # pass 2: directives, plain attributes and constructor parameters
+    def plain_members(self, dr):
+        td = dr.decl
+        is_value = td.kind == "value"
         if td.kind == "entity" and td.named and td.params:
             self.d.error(td.pos, "a named entity takes its name as its only constructor parameter")
+        self.directives(dr, is_value)
+        next_id = 2 if is_value else 258
+        for ad in td.attrs:
+            if ad.name in dr.by_name:
+                self.d.error(ad.pos, f"attribute '{ad.name}' declared twice in {dr.ref.qname}")
+                continue
+            if names.reserved_attr_name(ad.name, is_value):
+                self.d.error(ad.pos, f"attribute name '{ad.name}' is reserved")
+            reactor = ad.type.form == "reactor" or (ad.type.form == "coll" and ad.type.shape == "reactor")
+            if reactor and td.kind != "sm":
+                self.d.error(ad.pos, "reactors belong to state machines ('sm')")
+                continue
+            if reactor or (ad.type.form == "coll" and ad.type.shape in DEFERRED_SHAPES):
+                dr.slots.append(ad)
+                dr.ids.append(next_id)
+                dr.by_name[ad.name] = None
+                next_id += 1
+                continue
+            a = self.resolve_attr(ad, dr, next_id)
+            if a is None:
+                continue
+            dr.slots.append(a)
+            dr.ids.append(next_id)
+            dr.by_name[ad.name] = a
+            next_id += 1
+        self.params(dr, is_value)
+        self.struct_checks(dr, is_value)
+
+    def directives(self, dr, is_value):
+        td = dr.decl
         for d in td.directives:
             if d.name == "order" and is_value:
-                t.order_by = [a.text for a in d.args]
+                dr.order_by = tuple(a.text for a in d.args)
             elif d.name == "text" and is_value:
                 if len(d.args) != 1 or d.args[0].kind != "ident":
                     self.d.error(d.pos, "text takes one attribute name")
                 else:
-                    t.text_attr = d.args[0].text
+                    dr.text_attr = d.args[0].text
             elif d.name == "hand":
                 if len(d.args) == 2 and d.args[0].kind == "ident" and d.args[1].kind == "string":
-                    reactor_hands.append((d.args[0].text, d.args[1].value, d.pos))
+                    dr.reactor_hands.append((d.args[0].text, d.args[1].value, d.pos))
                 elif len(d.args) != 1 or d.args[0].kind != "string":
                     self.d.error(d.pos, "hand takes one string: a C++ member declaration")
                 else:
-                    t.hands.append(d.args[0].value)
+                    dr.hands.append(d.args[0].value)
             elif d.name == "init" and not is_value:
-                t.init = True
-                if d.args:
-                    t.init_fn = d.args[0].text
+                dr.init_fn = d.args[0].text if d.args else "initialize"
             else:
                 self.d.error(d.pos, f"directive '{d.name}' does not apply to {td.kind} {td.name}")
-        for ad in td.attrs:
-            if ad.name in seen:
-                self.d.error(ad.pos, f"attribute '{ad.name}' declared twice in {t.qname}")
-                continue
-            reserved = names.VALUE_RUNTIME_NAMES if is_value else names.RUNTIME_NAMES
-            if ad.name in names.CPP_KEYWORDS or ad.name in reserved:
-                self.d.error(ad.pos, f"attribute name '{ad.name}' is reserved")
-            if ad.type.form == "reactor" or (ad.type.form == "coll" and ad.type.shape == "reactor"):
-                if not getattr(t, "sm", False):
-                    self.d.error(ad.pos, "reactors belong to state machines ('sm')")
-                    continue
-            if ad.type.form == "reactor" or (ad.type.form == "coll" and ad.type.shape in ("by", "ptrby", "new", "reactor")):
-                self.deferred.append((t, len(t.attrs), ad, next_id))
-                t.attrs.append(None)
-                next_id += 1
-                seen[ad.name] = None
-                continue
-            a = self.resolve_attr(ad, t, next_id)
-            if a is None:
-                continue
-            next_id += 1
-            seen[ad.name] = a
-            t.attrs.append(a)
-        for target, text, pos in reactor_hands:
-            self.pending_hands.append((t, target, text, pos))
-        # constructor parameters
-        params = []
-        for pname, ppos in td.params:
-            a = seen.get(pname)
-            if a is None and pname in seen:
-                # a reactor, resolved later
-                self.deferred_params.append((t, len(params), pname))
-                params.append(None)
+
+    def params(self, dr, is_value):
+        for pname, ppos in dr.decl.params:
+            a = dr.by_name.get(pname)
+            if a is None and pname in dr.by_name:
+                dr.params.append(pname)  # a reactor, resolved with the collections
                 continue
             if a is None:
-                self.d.error(ppos, f"constructor parameter '{pname}' is not an attribute of {t.qname}")
+                self.d.error(ppos, f"constructor parameter '{pname}' is not an attribute of {dr.ref.qname}")
                 continue
             if a.coll is not None or a.category in ("constant", "computed"):
                 self.d.error(ppos, f"constructor parameter '{pname}' must be a stored attribute")
                 continue
             if not is_value and a.category != "key":
                 self.d.error(ppos, f"constructor parameter '{pname}' of an entity must be a key attribute")
-            a.ctor_index = len(params)
-            params.append(a)
-        for a in t.attrs:
-            if a is None:
-                continue
-            if not is_value and a.category == "key" and a.ctor_index is None:
-                self.d.error(a.pos, f"key attribute '{a.name}' must be a constructor parameter")
-        t.params = params
-        if td.kind == "entity" and not td.named and not params:
-            self.d.error(td.pos, f"entity {t.name} needs a key constructor parameter or 'named'")
+            dr.params.append(a)
+
+    def struct_checks(self, dr, is_value):
+        td, q = dr.decl, dr.ref.qname
+        plain = [a for a in dr.slots if isinstance(a, Attr)]
+        if not is_value:
+            in_params = {id(p) for p in dr.params}
+            for a in plain:
+                if a.category == "key" and id(a) not in in_params:
+                    self.d.error(a.pos, f"key attribute '{a.name}' must be a constructor parameter")
+        if td.kind == "entity" and not td.named and not dr.params:
+            self.d.error(td.pos, f"entity {td.name} needs a key constructor parameter or 'named'")
         if td.kind == "object":
-            for a in t.attrs:
-                if a is not None and (a.coll is not None or a.category == "pointer"):
+            for a in plain:
+                if a.category == "pointer":
                     self.d.error(a.pos, "a counted object holds plain attributes only")
         if is_value:
-            for n in t.order_by:
-                if n not in seen:
+            for n in dr.order_by:
+                if n not in dr.by_name:
                     self.d.error(td.pos, f"order names unknown attribute '{n}'")
-            if t.text_attr is not None:
+            if dr.text_attr is not None:
                 # The value is written and read as that attribute alone, so
                 # it must be the only one stored.
-                stored = [a.name for a in t.attrs if a is not None and a.category in ("key", "stored", "collection")]
-                if stored != [t.text_attr]:
-                    self.d.error(td.pos, f"text names '{t.text_attr}', which must be the only stored attribute")
+                stored = [a.name for a in plain if a.category in ("key", "stored", "collection")]
+                if stored != [dr.text_attr]:
+                    self.d.error(td.pos, f"text names '{dr.text_attr}', which must be the only stored attribute")
         # range bounds may name constants of the type
-        for a in t.attrs:
-            if a is not None and a.range_max is not None:
-                for bound in ("range_min", "range_max"):
-                    v = getattr(a, bound)
-                    if v is not None and v.startswith("@"):
-                        c = seen.get(v[1:])
-                        if c is None or c.category != "constant":
-                            self.d.error(a.pos, f"range bound '{v[1:]}' is not a constant of {t.qname}")
-                            setattr(a, bound, "0")
-                        else:
-                            setattr(a, bound, f"{v[1:]}()")
+        for a in plain:
+            if a.range is None:
+                continue
+            for b in (a.range.min, a.range.max):
+                if b is not None and b.constant is not None:
+                    c = dr.by_name.get(b.constant)
+                    if c is None or c.category != "constant":
+                        self.d.error(a.pos, f"range bound '{b.constant}' is not a constant of {q}")
 
-    def resolve_attr(self, ad, owner, aid):
+    def resolve_attr(self, ad, dr, aid):
         line = self.line_of(ad.pos)
-        ns = owner.ns
+        ns = dr.ref.ns
         ref = ad.type
         if ref.form == "coll":
-            return self.resolve_coll(ad, owner, aid, line)
+            return self.resolve_coll(ad, dr, aid, line)
         if ref.form == "ptr":
             target = self.lookup(ref.name, ns, ref.pos)
             if target is None:
                 return None
-            if not isinstance(target, Entity):
+            if not self.is_entity(target):
                 self.d.error(ref.pos, f"'{ref.name}' is not an entity type; ptr needs one")
                 return None
+            tref = self.ref_of(target)
             if ad.args is not None:
                 # A query answering a pointer, e.g. a lookup by key.
-                a = Attr(ad.name, aid, "computed", None, ad.pos, line)
-                a.args = self.query_args(ad, ns)
-                a.ptr_target = target
-                a.ptr_const = ref.const
-                return a
-            cat = "key" if ad.category == "key" else "pointer"
+                return Attr(ad.name, aid, "query", "computed", ad.pos, line, target=tref, const=ref.const,
+                            args=self.query_args(ad, ns))
             if ad.category not in ("key", "stored"):
                 self.d.error(ad.pos, f"a pointer attribute is stored or key, not {ad.category}")
-            a = Attr(ad.name, aid, cat, None, ad.pos, line, writable=(cat == "pointer"))
-            a.ptr_target = target
-            a.ptr_const = ref.const
-            return a
+            if ad.category == "key":
+                return Attr(ad.name, aid, "key", "key", ad.pos, line, target=tref, const=ref.const)
+            return Attr(ad.name, aid, "pointer", "pointer", ad.pos, line, writable=True, target=tref,
+                        const=ref.const)
         t = self.lookup(ref.name, ns, ref.pos)
         if t is None:
             return None
-        if isinstance(t, Entity):
+        if self.is_entity(t):
             self.d.error(ref.pos, f"entity type '{ref.name}' can only be held through 'ptr'")
             return None
-        ctype = self.cpp_type(t)
+        tref = self.ref_of(t)
         cat = {"key": "key", "stored": "stored", "const": "constant", "computed": "computed"}[ad.category]
-        a = Attr(ad.name, aid, cat, ctype, ad.pos, line)
-        a.writable = cat == "stored" or (cat == "computed" and ad.writable)
-        if ad.args is not None:
-            a.args = self.query_args(ad, ns)
+        args = self.query_args(ad, ns) if ad.args is not None else None
         if ad.writable and cat != "computed":
             self.d.error(ad.pos, "only computed attributes are marked writable")
         if cat == "constant" and ad.default is None:
             self.d.error(ad.pos, f"constant '{ad.name}' needs a value")
         if cat == "computed" and ad.default is not None:
             self.d.error(ad.pos, "a computed attribute has no default")
-        a.default = self.default_expr(ctype, ad.default, owner)
+        default = self.default_of(t, ad.default)
+        integer = isinstance(t, Builtin) and t.kind == "int"
+        kind = cat
         if ad.counter:
-            if not (ctype.kind == "builtin" and ctype.integer_bits and not ctype.signed) or cat != "stored":
+            if not (integer and not t.signed) or cat != "stored":
                 self.d.error(ad.pos, "counter applies to stored unsigned integer attributes")
-            a.counter = True
+            kind = "counter"
+        rng = None
         if ad.range is not None:
-            if not (ctype.kind == "builtin" and ctype.integer_bits):
+            if not integer:
                 self.d.error(ad.range.pos, "range checks apply to integer attributes")
             elif cat != "stored":
                 self.d.error(ad.range.pos, "range checks apply to stored attributes")
             else:
-                a.range_min = self.bound(ad.range.min)
-                a.range_max = self.bound(ad.range.max)
-                a.range_message = ad.range.message
-        return a
+                rng = Range(self.bound(ad.range.min), self.bound(ad.range.max), ad.range.message)
+                if kind != "counter":
+                    kind = "ranged"
+        if args is not None:
+            kind = "query"
+        writable = cat == "stored" or (cat == "computed" and ad.writable)
+        return Attr(ad.name, aid, kind, cat, ad.pos, line, type=tref, writable=writable, default=default,
+                    range=rng, args=args)
 
     def query_args(self, ad, ns):
         """Argument types of a computed query; a query has no setter."""
@@ -610,127 +651,160 @@ class Resolver:
             t = self.lookup(r.name, ns, r.pos)
             if t is None:
                 continue
-            if isinstance(t, Entity):
+            if self.is_entity(t):
                 self.d.error(r.pos, "a query argument is a value, not an entity")
                 continue
-            out.append(self.cpp_type(t))
-        return out
+            out.append(self.ref_of(t))
+        return tuple(out)
 
-    def make_reactor(self, owner, name, ref_target, pos, by=None, onattach=None, ondel=None):
-        target = self.lookup(ref_target.name, owner.ns, ref_target.pos)
+    # pass 3: collections of model types and reactors
+    def deferred_members(self, dr):
+        for i, slot in enumerate(dr.slots):
+            if isinstance(slot, Attr) or slot is None:
+                continue
+            ad, aid, line = slot, dr.ids[i], self.line_of(slot.pos)
+            if ad.type.form == "reactor":
+                dr.slots[i] = self.resolve_reactor(ad, dr, aid, line)
+            else:
+                dr.slots[i] = self.resolve_coll(ad, dr, aid, line)
+
+    def make_reactor(self, dr, name, ref_target, pos, by=None, onattach=None, ondel=None, key_pos=None):
+        target = self.lookup(ref_target.name, dr.ref.ns, ref_target.pos)
         if target is None:
             return None
-        if not isinstance(target, Entity) or target.counted:
+        if not self.is_entity(target) or self.kind_of(target) == "object":
             self.d.error(ref_target.pos, f"'{ref_target.name}' is not an entity type a reactor can watch")
             return None
-        if any(r.name == name for r in owner.reactors):
-            self.d.error(pos, f"reactor '{name}' declared twice in {owner.qname}")
+        if any(r.name == name for r in dr.reactors):
+            self.d.error(pos, f"reactor '{name}' declared twice in {dr.ref.qname}")
             return None
-        r = Reactor(name, target, ref_target.const, pos, by=by, onattach=onattach, ondel=ondel)
-        owner.reactors.append(r)
+        if names.reserved_type_name(name):
+            self.d.error(pos, f"reactor name '{name}' is reserved")
+        key = None
+        if by is not None:
+            key = self.attr_type_of(target, by, key_pos)
+            if key is None:
+                return None
+        hands = tuple(text for r, text, _ in dr.reactor_hands if r == name)
+        r = Reactor(name, self.ref_of(target), ref_target.const, pos, key, by, onattach, ondel, hands)
+        dr.reactors.append(r)
         return r
 
-    def resolve_reactor(self, ad, owner, aid, line):
+    def resolve_reactor(self, ad, dr, aid, line):
         ref = ad.type
-        r = self.make_reactor(owner, ref.reactor, ref, ad.pos, onattach=ad.onattach, ondel=ad.ondel)
+        r = self.make_reactor(dr, ref.reactor, ref, ad.pos, onattach=ad.onattach, ondel=ad.ondel)
         if r is None:
             return None
         cat = "key" if ad.category == "key" else "stored"
-        a = Attr(ad.name, aid, cat, None, ad.pos, line, writable=(cat == "stored"))
-        a.reactor = r
-        return a
+        return Attr(ad.name, aid, "reactor", cat, ad.pos, line, writable=(cat == "stored"), reactor=r)
 
-    def bound(self, lit):
-        if lit is None:
-            return None
-        if lit.kind == "number" and isinstance(lit.value, int):
-            return str(lit.value)
-        if lit.kind == "ident":
-            return "@" + lit.value
-        self.d.error(lit.pos, "a range bound is an integer or a constant's name")
-        return "0"
-
-    def resolve_coll(self, ad, owner, aid, line):
+    def resolve_coll(self, ad, dr, aid, line):
         ref = ad.type
-        ns = owner.ns
+        ns = dr.ref.ns
+        owner_is_value = dr.ref.kind == "value"
         if ad.category != "stored" or ad.default is not None or ad.range is not None:
             self.d.error(ad.pos, "a collection takes no category, default or range")
-        if ref.shape in ("ptrby", "new") and isinstance(owner, ValueType):
+        if ref.shape in ("ptrby", "new") and owner_is_value:
             self.d.error(ad.pos, "a value type holds collections of values only")
             return None
-        if isinstance(owner, ValueType) and (ref.shape != "set" or ref.order != "hashed"):
+        if owner_is_value and (ref.shape != "set" or ref.order != "hashed"):
             # A value's text and attribute-log forms write a collection as
             # its keys alone, which only a hashed set can be read back from.
             self.d.error(ad.pos, "a value type holds hashed sets only, not maps or ordered collections")
             return None
+        if dr.ref.kind == "object":
+            self.d.error(ad.pos, "a counted object holds plain attributes only")
         key = value = elem = None
-        extra = []
+        extra = ()
         if ref.shape == "reactor":
-            r = self.make_reactor(owner, ref.reactor, ref.value, ad.pos, by=ref.by, onattach=ad.onattach,
-                                  ondel=ad.ondel)
+            r = self.make_reactor(dr, ref.reactor, ref.value, ad.pos, by=ref.by, onattach=ad.onattach,
+                                  ondel=ad.ondel, key_pos=ref.pos)
             if r is None:
                 return None
-            r.key = self.attr_type_of(r.target, ref.by, ref.pos)
-            if r.key is None:
-                return None
-            coll = Coll(ref.order, "reactor", r.key, None, r.target, ref.by, ref.value.const, [], r)
-            return Attr(ad.name, aid, "collection", None, ad.pos, line, writable=True, coll=coll)
+            coll = Coll(ref.order, "reactor", r.key, None, r.target, ref.by, ref.value.const, (), r)
+            return Attr(ad.name, aid, "reactors", "collection", ad.pos, line, writable=True, coll=coll)
         if ref.shape in ("map", "set"):
-            key = self.cpp_type(self.lookup(ref.key.name, ns, ref.key.pos))
+            kt = self.lookup(ref.key.name, ns, ref.key.pos)
+            key = self.ref_of(kt) if kt is not None else None
             if ref.shape == "map":
-                value = self.cpp_type(self.lookup(ref.value.name, ns, ref.value.pos))
+                vt = self.lookup(ref.value.name, ns, ref.value.pos)
+                value = self.ref_of(vt) if vt is not None else None
         elif ref.shape == "by":
             vt = self.lookup(ref.value.name, ns, ref.value.pos)
-            if vt is not None and not isinstance(vt, ValueType):
+            if vt is not None and self.kind_of(vt) != "value":
                 self.d.error(ref.value.pos, f"'{ref.value.name}' is not a value type")
                 return None
             if vt is not None:
-                value = self.cpp_type(vt)
-                elem = vt
+                value = elem = self.ref_of(vt)
                 key = self.attr_type_of(vt, ref.by, ref.pos)
         else:
             et = self.lookup(ref.value.name, ns, ref.value.pos)
-            if et is not None and not isinstance(et, Entity):
+            if et is not None and not self.is_entity(et):
                 self.d.error(ref.value.pos, f"'{ref.value.name}' is not an entity type")
                 return None
-            elem = et
             if et is not None:
+                elem = self.ref_of(et)
                 if ref.shape == "ptrby":
                     key = self.attr_type_of(et, ref.by, ref.pos)
                 else:
                     key = self.entity_key_type(et, ref.pos)
-                    extra = self.entity_extra_params(et)
+                    extra = tuple(self.params_of(et)[1:]) if not elem.named else ()
         if key is None or (ref.shape in ("map", "by") and value is None) or (ref.shape in ("ptrby", "new") and elem is None):
             return None
-        if key.kind == "entity":
+        if isinstance(key, TypeName) and key.kind in ("entity", "object", "sm"):
             self.d.error(ref.pos, "collection keys are values, not entities")
             return None
-        coll = Coll(ref.order, ref.shape, key, value, elem, ref.by, ref.value.const if ref.value else False, extra)
-        a = Attr(ad.name, aid, "collection", None, ad.pos, line, writable=True, coll=coll)
-        return a
+        const = ref.value.const if ref.value else False
+        coll = Coll(ref.order, ref.shape, key, value, elem, ref.by, const, extra)
+        return Attr(ad.name, aid, ref.shape, "collection", ad.pos, line, writable=True, coll=coll)
 
     def attr_type_of(self, t, name, pos):
-        if isinstance(t, Entity) and t.named and name == "name":
+        if self.is_entity(t) and self.ref_of(t).named and name == "name":
             return builtin("Orv::Name")
-        for a in t.attrs:
-            if a is not None and a.name == name:
-                if a.type is None:
-                    self.d.error(pos, f"attribute '{name}' of {t.qname} cannot be a key")
-                    return None
-                return a.type
-        self.d.error(pos, f"{t.qname} has no attribute '{name}'")
-        return None
+        found, a = self.attr_named(t, name)
+        if not found:
+            self.d.error(pos, f"{self.ref_of(t).qname} has no attribute '{name}'")
+            return None
+        if a is None or a.type is None:
+            self.d.error(pos, f"attribute '{name}' of {self.ref_of(t).qname} cannot be a key")
+            return None
+        return a.type
 
     def entity_key_type(self, et, pos):
-        if et.named:
+        if self.ref_of(et).named:
             return builtin("Orv::Name")
-        if not et.params:
-            self.d.error(pos, f"{et.qname} has no key to index a collection by")
+        params = self.params_of(et)
+        if not params:
+            self.d.error(pos, f"{self.ref_of(et).qname} has no key to index a collection by")
             return None
-        return et.params[0].type
+        return params[0].type
 
-    def entity_extra_params(self, et):
-        return list(et.params[1:]) if not et.named else []
+    # pass 4: frozen types
+    def assemble(self, dr):
+        if dr.enum is not None or dr.ref.kind == "enum":
+            return dr.enum
+        td = dr.decl
+        attrs = tuple(a for a in dr.slots if isinstance(a, Attr))
+        params = []
+        for p in dr.params:
+            if isinstance(p, Attr):
+                params.append(p)
+                continue
+            a = next((x for x in attrs if x.name == p), None)
+            if a is None:
+                continue
+            if a.reactor is None or a.category != "key":
+                self.d.error(td.pos, f"constructor parameter '{p}' must be a key attribute")
+                continue
+            params.append(a)
+        for target, _, pos in dr.reactor_hands:
+            if not any(r.name == target for r in dr.reactors):
+                self.d.error(pos, f"{dr.ref.qname} has no reactor '{target}'")
+        if dr.ref.kind == "value":
+            return ValueType(td.name, td.namespace, td.pos, attrs, tuple(params), dr.order_by, tuple(dr.hands),
+                             dr.text_attr)
+        return Entity(td.name, td.namespace, td.pos, td.kind, td.named, attrs, tuple(params), tuple(dr.reactors),
+                      tuple(dr.hands), dr.init_fn)
 
 
 def resolve(syntax, lines, imports, folder):

@@ -1,4 +1,9 @@
-"""Every C++ spelling the generator emits is decided here."""
+"""Every C++ spelling the generator emits is decided here: type spellings,
+default values, member and function names of generated classes, the runtime
+names they use, and the guard that keeps model names clear of C++ keywords
+and of the names the framework already gives generated classes."""
+
+from .typesys import Builtin
 
 CPP_KEYWORDS = frozenset(
     """alignas alignof and and_eq asm auto bitand bitor bool break case catch char char8_t char16_t
@@ -20,6 +25,192 @@ RUNTIME_NAMES = frozenset(
 )
 
 VALUE_RUNTIME_NAMES = frozenset("orvType orvFields".split())
+
+# Type and namespace names that would hide the runtime's own from generated
+# code (which spells them unqualified inside the model's namespaces).
+RUNTIME_TYPE_NAMES = frozenset("Orv Lumen std Ptr PtrConst NotifieeConst Notifiee OrvKeyOf".split())
+
+
+def reserved_attr_name(name, in_value):
+    reserved = VALUE_RUNTIME_NAMES if in_value else RUNTIME_NAMES
+    return name in CPP_KEYWORDS or name in reserved
+
+
+def reserved_type_name(name):
+    return name in CPP_KEYWORDS or name in RUNTIME_TYPE_NAMES
+
+
+# -- spellings of model types --------------------------------------------------
+
+_INT = {(8, False): "std::uint8_t", (16, False): "std::uint16_t", (32, False): "std::uint32_t",
+        (64, False): "std::uint64_t", (32, True): "std::int32_t", (64, True): "std::int64_t"}
+
+
+def cpp(t):
+    """A value type's spelling: a Builtin, or a model type by qualified name."""
+    if isinstance(t, Builtin) and t.kind == "int":
+        return _INT[(t.bits, t.signed)]
+    return t.qname
+
+
+def by_value(t):
+    if isinstance(t, Builtin):
+        return t.small
+    return t.kind == "enum"
+
+
+def param(t):
+    return cpp(t) if by_value(t) else f"const {cpp(t)}&"
+
+
+def ptr(target_qname, const=False):
+    return f"Orv::Ptr<{'const ' if const else ''}{target_qname}>"
+
+
+def map_kind(order):
+    return "Orv::RbTreeMap" if order == "ordered" else "Orv::HashMap2018"
+
+
+def coll_cpp(c):
+    """The container of a collection attribute."""
+    k = cpp(c.key)
+    if c.shape == "reactor":
+        return f"{map_kind(c.order)}<{k}, Orv::Ptr<{c.reactor.name}>>"
+    if c.shape == "new" and c.order == "hashed":
+        return f"Orv::HashMap<{k}, {c.elem.qname}, {c.elem.qname}::{KEY_OF}>"
+    return f"{map_kind(c.order)}<{k}, {coll_stored(c)}>"
+
+
+def coll_stored(c):
+    """What the container maps a key to."""
+    if c.shape == "set":
+        return "Orv::Unit"
+    if c.shape in ("ptrby", "new"):
+        return coll_member(c)
+    return cpp(c.value)
+
+
+def coll_member(c):
+    """What a lookup answers: the value, or a counted pointer for entities."""
+    if c.shape == "reactor":
+        return f"Orv::Ptr<{c.reactor.name}>"
+    if c.shape == "set":
+        return "bool"
+    if c.shape == "ptrby":
+        return ptr(c.elem.qname, c.const)
+    if c.shape == "new":
+        return ptr(c.elem.qname)
+    return cpp(c.value)
+
+
+def coll_kind(c):
+    """The collection kind the attribute descriptor names."""
+    if c.shape == "new" and c.order == "hashed":
+        return "hashedIntrusive"
+    return c.order
+
+
+def attr_cpp(a):
+    """The spelling of what an attribute holds."""
+    if a.coll is not None:
+        return coll_cpp(a.coll)
+    if a.reactor is not None:
+        return f"Orv::Ptr<{a.reactor.name}>"
+    if a.target is not None:
+        return ptr(a.target.qname, a.const)
+    return cpp(a.type)
+
+
+def attr_param(a):
+    if a.reactor is not None:
+        return f"const {reactor_target_ptr(a.reactor)}&"
+    if a.target is not None:
+        return f"const {attr_cpp(a)}&"
+    return param(a.type)
+
+
+def getter_ret(a):
+    return attr_cpp(a) if (a.type is not None and by_value(a.type)) else f"const {attr_cpp(a)}&"
+
+
+def query_params(a):
+    return ", ".join(param(t) for t in a.args)
+
+
+def reactor_base(r):
+    return f"{r.target.qname}::{'NotifieeConst' if r.const else 'Notifiee'}"
+
+
+def reactor_target_ptr(r):
+    return ptr(r.target.qname, r.const)
+
+
+def reactor_ptr(r, owner_qname=None):
+    """A counted pointer to a reactor, qualified by its machine when given."""
+    return f"Orv::Ptr<{owner_qname + '::' if owner_qname else ''}{r.name}>"
+
+
+# -- values ------------------------------------------------------------------
+
+
+def string_literal(s):
+    out = []
+    for ch in s:
+        if ch in '"\\':
+            out.append("\\" + ch)
+        elif ch == "\n":
+            out.append("\\n")
+        elif ord(ch) < 0x20:
+            out.append(f"\\x{ord(ch):02x}")
+        else:
+            out.append(ch)
+    return '"' + "".join(out) + '"'
+
+
+def default_expr(t, d):
+    """The C++ expression of a default or constant value of type t."""
+    if d is None:
+        return None
+    if d.kind == "bool":
+        return "true" if d.value else "false"
+    if d.kind == "int":
+        return str(d.value)
+    if d.kind == "double":
+        if d.value == float("-inf"):
+            return "-std::numeric_limits<double>::infinity()"
+        return repr(d.value)
+    if d.kind == "string":
+        return string_literal(d.value)
+    if d.kind == "enumerator":
+        return f"{cpp(t)}::{d.value}"
+    return f"{cpp(t)}({string_literal(d.value)})"  # a value read from its text
+
+
+def member_init(a):
+    """The initializer of a data member: its default, or value-initialized
+    when it is held by value."""
+    if a.default is not None:
+        return f" = {default_expr(a.type, a.default)}"
+    return "{}" if a.type is not None and by_value(a.type) else ""
+
+
+def bound_expr(b):
+    """A range bound: a number, or a call of the type's constant."""
+    if b is None:
+        return None
+    if b.constant is not None:
+        return f"{b.constant}()"
+    return str(b.value)
+
+
+# -- members and functions of generated classes ------------------------------
+
+KEY_OF = "OrvKeyOf"
+# Members of a state machine's reactor classes.
+REACTOR_SM = "sm_"
+REACTOR_SM_IS = "orvSmIs"
+REACTOR_KEY = "key_"
+REACTOR_KEY_GETTER = "fwkKey"
 
 
 def cap(s):
@@ -46,6 +237,14 @@ def delete_all(attr):
     return f"{attr}DelAll"
 
 
+def increment(attr):
+    return f"{attr}Inc"
+
+
+def decrement(attr):
+    return f"{attr}Dec"
+
+
 def notify(attr):
     return f"{attr}Notify"
 
@@ -56,6 +255,10 @@ def handler(attr):
 
 def immediate_handler(attr):
     return f"on{cap(attr)}orvImmediate"
+
+
+def reactor_getter(attr):
+    return f"{attr}Reactor"
 
 
 def factory(type_name):
@@ -74,7 +277,14 @@ def enum_desc(enum_name):
     return f"_orvType_{enum_name}"
 
 
+def enum_table(enum_name):
+    return f"orvEnumerators_{enum_name}"
+
+
+def attr_table(type_name):
+    return f"orvAttrs_{type_name}"
+
+
 def null_message(qtype, attr):
     # The trailing double quote is part of the message text.
     return f'null _{attr} parameter to mutator for {qtype}::{attr} not allowed"'
-

@@ -1,44 +1,46 @@
-"""Types the model language knows besides the model's own types."""
+"""Types the model language knows without a declaration: booleans, sized
+integers, doubles, strings and the platform's network values. The model
+says what a type is; names.py decides how C++ spells it."""
 
-from dataclasses import dataclass, field
-from typing import Optional
+from dataclasses import dataclass
 
 
-@dataclass
-class CppType:
-    name: str  # as written in models, e.g. "U16", "Lumen::IpAddr", "Ip::AddrSource"
-    cpp: str  # C++ spelling
-    kind: str  # builtin, string, platform, enum, value, entity
-    by_value: bool = False
-    integer_bits: int = 0  # for integers
+@dataclass(frozen=True)
+class Builtin:
+    name: str  # as written in models, e.g. "U16", "Orv::String", "Lumen::IpAddr"
+    kind: str  # bool, int, double, string, platform
+    bits: int = 0  # width of an integer
     signed: bool = False
-    model: Optional[object] = field(default=None, compare=False, repr=False)
+    small: bool = False  # held and passed by value
 
     @property
-    def param(self):
-        return self.cpp if self.by_value else f"const {self.cpp}&"
+    def qname(self):
+        return self.name
 
 
-def _int(name, cpp, bits, signed=False):
-    return CppType(name, cpp, "builtin", True, bits, signed)
+def _int(name, bits, signed=False):
+    return Builtin(name, "int", bits, signed, True)
 
 
 BUILTINS = {
-    "bool": CppType("bool", "bool", "builtin", True),
-    "U8": _int("U8", "std::uint8_t", 8),
-    "U16": _int("U16", "std::uint16_t", 16),
-    "U32": _int("U32", "std::uint32_t", 32),
-    "U64": _int("U64", "std::uint64_t", 64),
-    "S32": _int("S32", "std::int32_t", 32, True),
-    "S64": _int("S64", "std::int64_t", 64, True),
-    "double": CppType("double", "double", "builtin", True),
-    "Orv::String": CppType("Orv::String", "Orv::String", "string"),
-    "Orv::Name": CppType("Orv::Name", "Orv::Name", "string"),
+    b.name: b
+    for b in (
+        Builtin("bool", "bool", small=True),
+        _int("U8", 8),
+        _int("U16", 16),
+        _int("U32", 32),
+        _int("U64", 64),
+        _int("S32", 32, True),
+        _int("S64", 64, True),
+        Builtin("double", "double", small=True),
+        Builtin("Orv::String", "string"),
+        Builtin("Orv::Name", "string"),
+    )
 }
 
-# Network value types of the platform; each has a constructor from its text.
+# Network value types of the platform; each reads its textual form.
 PLATFORM = {
-    n: CppType(n, n, "platform")
+    n: Builtin(n, "platform")
     for n in (
         "Lumen::IntfId",
         "Lumen::IpAddr",
@@ -54,22 +56,8 @@ PLATFORM = {
         "L3::VrfName",
     )
 }
-PLATFORM["Lumen::AddressFamily"] = CppType("Lumen::AddressFamily", "Lumen::AddressFamily", "platform", True)
+PLATFORM["Lumen::AddressFamily"] = Builtin("Lumen::AddressFamily", "platform", small=True)
 
 
 def builtin(name):
     return BUILTINS.get(name) or PLATFORM.get(name)
-
-
-def cpp_string(s):
-    out = []
-    for ch in s:
-        if ch in '"\\':
-            out.append("\\" + ch)
-        elif ch == "\n":
-            out.append("\\n")
-        elif ord(ch) < 0x20:
-            out.append(f"\\x{ord(ch):02x}")
-        else:
-            out.append(ch)
-    return '"' + "".join(out) + '"'

@@ -11,7 +11,7 @@ import unittest
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.dirname(HERE))
 
-from orvgen import emit, writer  # noqa: E402
+from orvgen import emit, names, writer  # noqa: E402
 from orvgen.errors import ModelError  # noqa: E402
 from orvgen.loader import load  # noqa: E402
 from orvgen.model import resolve  # noqa: E402
@@ -67,7 +67,8 @@ class ParserTest(unittest.TestCase):
             """
         )
         self.assertEqual(m.enums[0].qname, "A::B::C")
-        self.assertEqual(m.enums[0].items, [("x", 0, "x"), ("y", 5, "y"), ("z", 6, "z")])
+        self.assertEqual([(i.name, i.value, i.text) for i in m.enums[0].items],
+                         [("x", 0, "x"), ("y", 5, "y"), ("z", 6, "z")])
 
 
 class ResolverTest(unittest.TestCase):
@@ -219,8 +220,8 @@ class ResolverTest(unittest.TestCase):
         )
         e = m.entities[0]
         q = e.attrs[2]
-        self.assertEqual((q.category, q.id, q.cpp), ("computed", 260, "Orv::Ptr<const T::E>"))
-        self.assertEqual([t.cpp for t in q.args], ["std::uint32_t", "Lumen::IntfId"])
+        self.assertEqual((q.category, q.id, names.attr_cpp(q)), ("computed", 260, "Orv::Ptr<const T::E>"))
+        self.assertEqual([names.cpp(t) for t in q.args], ["std::uint32_t", "Lumen::IntfId"])
         self.assertEqual(e.attrs[3].id, 261)
 
     def test_register_list_must_name_every_type_once(self):

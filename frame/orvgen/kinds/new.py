@@ -1,0 +1,65 @@
+"""Entities the collection creates: xIs(key, ...) answers the member under
+key (checking that its further constructor parameters match) or creates
+it, adopts it and notifies. Members are orphaned when the owner goes."""
+
+from .. import names as N
+from ..writer import render
+from .collection import Collection
+
+DECL = "$ptr$ $setter$($params$);"
+DEF = """\
+// $line$
+$ptr$ $owner$::$setter$($params$) {
+  if (auto* p = Orv::frame::member($member$, k)) {
+    $checks$
+    return $ptr$(p);
+  }
+  $ptr$ e = $elem$::$typeIs$($args$);
+  $insert$
+  e->parentIs(this, $id$);
+  $notify$(k);
+  return e;
+}"""
+CHECK = "Orv::frame::checkReinstantiate(*p, $text$, p->$name$(), $name$);"
+SET = "$setter$(a.key.as<$keytype$>()); return true;"
+# With further parameters generic access cannot create a member.
+NO_SET = "(void)a; return false;"
+LOOKUP_INTRUSIVE = "return $ptr$(const_cast<$elem$*>($member$.find(k)));"
+INSERT = "$member$.insert(k, e);"
+INSERT_INTRUSIVE = "$member$.insert(e);"
+ORPHAN = "Orv::frame::orphanAll($member$);"
+
+
+class Emitter(Collection):
+    kind = "new"
+    owned = "member"
+
+    def value_type(self, c):
+        return c.elem.qname
+
+    def mutable_range(self, c):
+        return c.order == "hashed"
+
+    def lookup(self, a, c):
+        if c.order == "hashed":
+            return render(LOOKUP_INTRUSIVE, ptr=N.coll_member(c), elem=c.elem.qname, member=N.member(a.name))
+        return super().lookup(a, c)
+
+    def mutator(self, a, o):
+        c = a.coll
+        p, m = N.coll_member(c), N.member(a.name)
+        params = ", ".join([f"{N.param(c.key)} k"] + [f"{N.attr_param(x)} {x.name}" for x in c.extra])
+        args = ", ".join(["k"] + [x.name for x in c.extra])
+        checks = [render(CHECK, text=N.string_literal(x.name), name=x.name) for x in c.extra]
+        insert = render(INSERT_INTRUSIVE if c.order == "hashed" else INSERT, member=m)
+        set_arg = render(SET, setter=N.setter(a.name), keytype=N.cpp(c.key)) if not c.extra else NO_SET
+        return (
+            render(DECL, ptr=p, setter=N.setter(a.name), params=params),
+            render(DEF, line=a.line, ptr=p, owner=o.qname, setter=N.setter(a.name), params=params, member=m,
+                   checks=checks, elem=c.elem.qname, typeIs=N.type_is(c.elem.name), args=args, insert=insert,
+                   id=str(a.id), notify=N.notify(a.name)),
+            set_arg,
+        )
+
+    def extra(self, a, s):
+        s.dtor.append(render(ORPHAN, member=N.member(a.name)))

@@ -1,0 +1,68 @@
+"""A stored attribute: getter, and a one-line setter calling the runtime's
+compare, store and notify (Orv::Entity::orvSet), inline in the header."""
+
+from .. import names as N
+from ..writer import render
+from .base import Sections, desc_row, dispatch_stored, echo, value_plain
+
+GETTER = "$ret$ $name$() const { return $member$; }"
+MEMBER = "$type$ $member$$init$;"
+SETTER_DECL = "void $setter$($param$);"
+HANDLER = "virtual void $handler$() {}"
+SETTER = "inline void $owner$::$setter$($param$ v) { $body$ }"
+# Counted objects have no notifiees: compare and store only.
+STORE_PLAIN = "if ($member$ == v) return; $member$ = v;"
+STORE_NOTIFY = "orvSet<NotifieeConst>($member$, v, &NotifieeConst::$handler$);"
+CTOR_CHECK = "if ($member$ > $max$) throw Orv::RangeException($message$);"
+STORE_PLAIN_RANGED = "if ($member$ == v) return; $member$ = v; if (!($cond$)) throw Orv::RangeException($message$);"
+STORE_NOTIFY_RANGED = "orvSetInRange<NotifieeConst>($member$, v, $cond$, $message$, &NotifieeConst::$handler$);"
+
+
+def range_cond(r):
+    cond = f"v <= {N.bound_expr(r.max)}"
+    lo = N.bound_expr(r.min)
+    if lo is not None and lo != "0":
+        cond = f"v >= {lo} && {cond}"
+    return cond
+
+
+class Emitter:
+    kind = "stored"
+
+    def entity(self, a, o):
+        s = Sections()
+        m = N.member(a.name)
+        s.public.append(echo(a))
+        s.public.append(render(GETTER, ret=N.getter_ret(a), name=a.name, member=m))
+        s.members.append(render(MEMBER, type=N.attr_cpp(a), member=m, init=N.member_init(a)))
+        s.desc.append(desc_row(a, o.qname, N.attr_cpp(a)))
+        s.public.append(render(SETTER_DECL, setter=N.setter(a.name), param=N.attr_param(a)))
+        self.extra(a, o, s)
+        if not o.counted:
+            s.handlers.append(render(HANDLER, handler=N.handler(a.name)))
+        s.inline.append(
+            render(SETTER, owner=o.qname, setter=N.setter(a.name), param=N.attr_param(a), body=self.store(a, o, s))
+        )
+        s.dispatch.append(dispatch_stored(a, m))
+        return s
+
+    def extra(self, a, o, s):
+        """Further members of a refined kind, written after the setter."""
+
+    def store(self, a, o, s):
+        """The setter's body; a range, when the attribute has one, is
+        checked there and in the constructor."""
+        m = N.member(a.name)
+        if a.range is not None:
+            msg = N.string_literal(a.range.message)
+            s.ctor_check.append(render(CTOR_CHECK, member=m, max=N.bound_expr(a.range.max), message=msg))
+            if o.counted:
+                return render(STORE_PLAIN_RANGED, member=m, cond=range_cond(a.range), message=msg)
+            return render(STORE_NOTIFY_RANGED, member=m, cond=range_cond(a.range), message=msg,
+                          handler=N.handler(a.name))
+        if o.counted:
+            return render(STORE_PLAIN, member=m)
+        return render(STORE_NOTIFY, member=m, handler=N.handler(a.name))
+
+    def value(self, a, o):
+        return value_plain(a, o, writable=True)
