@@ -8,7 +8,7 @@
 # model, an imported model or any generator source regenerates, and the
 # imports are written only in the model. IMPORTS (model files) is still
 # taken, for imports from outside the tree.
-file(GLOB ORVGEN_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/frame/orvgen/*.py)
+file(GLOB_RECURSE ORVGEN_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/frame/orvgen/*.py)
 
 # Custom-command outputs are visible only to targets of the directory that
 # adds the command, so unit folders record their units here and the
