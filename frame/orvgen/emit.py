@@ -507,8 +507,6 @@ $banner$
 #include <string>
 
 #include <ipmodel/Orv/Frame.h>
-#include <ipmodel/Lumen/Lumen.h>
-#include <ipmodel/Lumen/VrfName.h>
 $includes$
 
 $body$
@@ -555,7 +553,11 @@ def emit_unit(unit):
     fwd_items += [(t.ns, render(FWD_CLASS, name=t.name)) for t in list(unit.values) + entities]
     fwd = render(FWD, banner=b, decls=ns_blocks(fwd_items))
 
-    includes = [render(INCLUDE, header=f"ipmodel/{u.folder}/{u.name}.h") for u in unit.imports]
+    includes = []
+    for u in unit.imports:
+        # A unit of extern types has no header of its own: its includes.
+        headers = [f"ipmodel/{u.folder}/{u.name}.h"] if u.generates else u.includes
+        includes += [render(INCLUDE, header=h) for h in headers]
     includes.append(render(INCLUDE, header=f"ipmodel/{folder}/{unit.name}.fwd.h"))
     includes += [render(INCLUDE, header=h) for h in unit.includes]
 

@@ -6,6 +6,14 @@ from .errors import ModelError
 from .model import resolve
 from .parser import parse_text
 
+# The unit declaring the platform's value types. A model names them without
+# importing it; it is read when a model first names a type found nowhere else.
+PLATFORM_UNIT = "Platform"
+# Where the platform unit is when no unit folder or --root holds it: the
+# tree this generator belongs to.
+DEFAULT_PLATFORM = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "platform",
+                                PLATFORM_UNIT + ".model")
+
 
 def load(path, import_paths=(), folder=None, _cache=None, roots=(), read=None):
     """Resolves the model file at path. An imported unit's model file is the
@@ -28,9 +36,17 @@ def load(path, import_paths=(), folder=None, _cache=None, roots=(), read=None):
                 raise ModelError([f"{pos}: error: cannot find the model file of unit '{name}'"])
             by_unit[name] = _load_one(found, cache, roots)
         imports.append(by_unit[name])
+    unit = resolve(syn, text.split("\n"), imports, folder or os.path.basename(os.path.dirname(os.path.abspath(path))),
+                   _platform(path, syn, cache, roots))
     if read is not None:
         read.extend([os.path.abspath(path)] + sorted(cache))
-    return resolve(syn, text.split("\n"), imports, folder or os.path.basename(os.path.dirname(os.path.abspath(path))))
+    return unit
+
+
+def default_platform():
+    """The platform unit of this generator's tree (for callers resolving a
+    model text of their own)."""
+    return _load_one(DEFAULT_PLATFORM, {})
 
 
 def _load_one(path, cache, roots=()):
@@ -46,8 +62,23 @@ def _load_one(path, cache, roots=()):
                 raise ModelError([f"{pos}: error: cannot find the model file of unit '{name}'"])
             deps.append(_load_one(sibling, cache, roots))
         folder = os.path.basename(os.path.dirname(os.path.abspath(path)))
-        cache[key] = resolve(syn, text.split("\n"), deps, folder)
+        cache[key] = resolve(syn, text.split("\n"), deps, folder, _platform(path, syn, cache, roots))
     return cache[key]
+
+
+def _platform(path, syn, cache, roots):
+    """Loads the platform unit for a model that names its types without
+    importing it; None for the platform unit itself."""
+    if syn.unit == PLATFORM_UNIT:
+        return None
+
+    def load_platform():
+        found = _find_unit_file(path, PLATFORM_UNIT, roots)
+        if found is None and os.path.isfile(DEFAULT_PLATFORM):
+            found = DEFAULT_PLATFORM
+        return _load_one(found, cache, roots) if found else None
+
+    return load_platform
 
 
 def _find_unit_file(from_path, unit, roots=()):

@@ -29,8 +29,9 @@ class TypeName:
 
     name: str
     ns: tuple
-    kind: str  # enum, value, entity, object, sm
+    kind: str  # enum, value, entity, object, sm, extern
     named: bool = False
+    small: bool = False  # an extern type held and passed by value
 
     @property
     def qname(self):
@@ -50,6 +51,23 @@ class EnumType:
     ns: tuple
     items: tuple  # Enumerator
     pos: Pos
+
+    @property
+    def qname(self):
+        return "::".join(self.ns + (self.name,))
+
+
+@dataclass(frozen=True)
+class ExternType:
+    """A value type written by hand outside the generator (the platform's
+    network values): it reads and writes its textual form and its
+    attribute-log form, compares, orders and hashes. Its header is one of
+    its unit's includes."""
+
+    name: str
+    ns: tuple
+    pos: Pos
+    small: bool = False  # held and passed by value
 
     @property
     def qname(self):
@@ -199,13 +217,21 @@ class Unit:
     values: tuple
     entities: tuple
     register: tuple  # model types in registration order
+    externs: tuple = ()  # ExternType
 
     @property
     def types(self):
+        """The types the generator writes."""
         return self.enums + self.values + self.entities
 
+    @property
+    def generates(self):
+        """False for a unit of extern types only, which has no generated
+        files: an importer includes its includes instead."""
+        return bool(self.types)
+
     def find_local(self, qname):
-        for t in self.types:
+        for t in self.types + self.externs:
             if t.qname == qname:
                 return t
         return None
@@ -217,6 +243,8 @@ def type_name(t):
         return TypeName(t.name, t.ns, "enum")
     if isinstance(t, ValueType):
         return TypeName(t.name, t.ns, "value")
+    if isinstance(t, ExternType):
+        return TypeName(t.name, t.ns, "extern", small=t.small)
     return TypeName(t.name, t.ns, t.kind, t.named)
 
 
@@ -246,10 +274,13 @@ DEFERRED_SHAPES = ("by", "ptrby", "new", "reactor")
 
 
 class Resolver:
-    def __init__(self, syntax, lines, imports, folder):
+    def __init__(self, syntax, lines, imports, folder, platform=None):
         self.syn = syntax
         self.lines = lines
-        self.imports = imports
+        self.imports = list(imports)
+        # Loads the platform unit, whose types a model may name without
+        # importing it; called on the first name found nowhere else.
+        self.platform = platform
         self.folder = folder
         self.d = Diagnostics()
         self.drafts = {}  # qname -> _Draft
@@ -274,6 +305,11 @@ class Resolver:
                 t = u.find_local(q)
                 if t is not None:
                     return t
+        if self.platform is not None:
+            u, self.platform = self.platform(), None
+            if u is not None and all(u is not x for x in self.imports):
+                self.imports.append(u)
+                return self.lookup(name, ns, pos)
         self.d.error(pos, f"unknown type '{name}'")
         return None
 
@@ -353,7 +389,7 @@ class Resolver:
                 self.d.error(lit.pos, f"default must be an enumerator of {name}")
                 return None
             return Default("enumerator", lit.value)
-        if (isinstance(t, Builtin) and t.kind == "platform") or kind == "value":
+        if kind in ("value", "extern"):
             if lit.kind != "string":
                 self.d.error(lit.pos, f"default of type {name} is given as its text")
                 return None
@@ -380,20 +416,24 @@ class Resolver:
         for dr in drafts:
             if dr.ref.kind == "enum":
                 dr.enum = self.resolve_enum(dr.decl)
-        for dr in drafts:
-            if dr.ref.kind != "enum":
-                self.plain_members(dr)
-        for dr in drafts:
-            if dr.ref.kind != "enum":
-                self.deferred_members(dr)
+        structs = [dr for dr in drafts if dr.ref.kind not in ("enum", "extern")]
+        for dr in structs:
+            self.plain_members(dr)
+        for dr in structs:
+            self.deferred_members(dr)
         types = [self.assemble(dr) for dr in drafts]
+        externs = [t for t in types if isinstance(t, ExternType)]
+        types = [t for t in types if not isinstance(t, ExternType)]
         enums = [t for t in types if isinstance(t, EnumType)]
         values = self.order_values([t for t in types if isinstance(t, ValueType)])
         entities = [t for t in types if isinstance(t, Entity)]
         register = self.register_list(types)
         self.d.check()
-        return Unit(syn.unit, syn.path, self.folder, tuple(self.imports), tuple(h for h, _ in syn.includes),
-                    tuple(enums), tuple(values), tuple(entities), tuple(register))
+        # Units without generated files first: their includes come before
+        # the generated headers of the others.
+        imports = sorted(self.imports, key=lambda u: u.generates)
+        return Unit(syn.unit, syn.path, self.folder, tuple(imports), tuple(h for h, _ in syn.includes),
+                    tuple(enums), tuple(values), tuple(entities), tuple(register), tuple(externs))
 
     def declare(self, decls):
         drafts = []
@@ -403,7 +443,7 @@ class Resolver:
                 self.d.error(td.pos, f"type '{q}' declared twice")
                 continue
             self.check_type_name(td)
-            dr = _Draft(td, TypeName(td.name, td.namespace, td.kind, td.named))
+            dr = _Draft(td, TypeName(td.name, td.namespace, td.kind, td.named, td.small))
             self.drafts[q] = dr
             drafts.append(dr)
         return drafts
@@ -784,6 +824,8 @@ class Resolver:
         if dr.enum is not None or dr.ref.kind == "enum":
             return dr.enum
         td = dr.decl
+        if td.kind == "extern":
+            return ExternType(td.name, td.namespace, td.pos, td.small)
         attrs = tuple(a for a in dr.slots if isinstance(a, Attr))
         params = []
         for p in dr.params:
@@ -807,5 +849,5 @@ class Resolver:
                       tuple(dr.hands), dr.init_fn)
 
 
-def resolve(syntax, lines, imports, folder):
-    return Resolver(syntax, lines, imports, folder).resolve()
+def resolve(syntax, lines, imports, folder, platform=None):
+    return Resolver(syntax, lines, imports, folder, platform).resolve()

@@ -28,7 +28,7 @@ VALUE_RUNTIME_NAMES = frozenset("orvType orvFields".split())
 
 # Type and namespace names that would hide the runtime's own from generated
 # code (which spells them unqualified inside the model's namespaces).
-RUNTIME_TYPE_NAMES = frozenset("Orv Lumen std Ptr PtrConst NotifieeConst Notifiee OrvKeyOf".split())
+RUNTIME_TYPE_NAMES = frozenset("Orv std Ptr PtrConst NotifieeConst Notifiee OrvKeyOf".split())
 
 
 def reserved_attr_name(name, in_value):
@@ -56,7 +56,7 @@ def cpp(t):
 def by_value(t):
     if isinstance(t, Builtin):
         return t.small
-    return t.kind == "enum"
+    return t.kind == "enum" or t.small
 
 
 def param(t):

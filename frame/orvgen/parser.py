@@ -102,6 +102,8 @@ class Parser:
                 self.statements(mf, ns + tuple(name.text.split("::")), top=False)
                 self.expect("punct", "}")
                 self.end_of_line()
+            elif word == "extern":
+                mf.types.append(self.extern_decl(ns))
             elif word in TYPE_KINDS or (word == "named" and self.peek(1).text == "entity"):
                 mf.types.append(self.type_decl(ns))
             else:
@@ -153,6 +155,20 @@ class Parser:
                 decl.directives.append(self.directive())
             else:
                 decl.attrs.append(self.attr())
+        self.end_of_line()
+        return decl
+
+    def extern_decl(self, ns):
+        """extern Name [small]: a value type written by hand outside the
+        generator (its header is one of the unit's includes)."""
+        self.next()
+        name = self.expect("ident", what="type name")
+        if "::" in name.text:
+            self.fail(name, "type names are declared inside their namespace, without '::'")
+        decl = TypeDecl("extern", name.text, ns, name.pos)
+        if self.at("ident", "small"):
+            self.next()
+            decl.small = True
         self.end_of_line()
         return decl
 

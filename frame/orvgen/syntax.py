@@ -76,7 +76,7 @@ class Directive:
 
 @dataclass
 class TypeDecl:
-    kind: str  # enum, value, entity
+    kind: str  # enum, value, entity, object, sm, extern
     name: str
     namespace: tuple
     pos: Pos
@@ -86,6 +86,7 @@ class TypeDecl:
     attrs: list = field(default_factory=list)
     items: list = field(default_factory=list)  # enum items
     directives: list = field(default_factory=list)
+    small: bool = False  # an extern type held and passed by value
 
 
 @dataclass

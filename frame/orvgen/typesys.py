@@ -1,6 +1,7 @@
 """Types the model language knows without a declaration: booleans, sized
-integers, doubles, strings and the platform's network values. The model
-says what a type is; names.py decides how C++ spells it."""
+integers, doubles and the framework's strings. (The platform's network
+values are declared in platform/Platform.model.) The model says what a type
+is; names.py decides how C++ spells it."""
 
 from dataclasses import dataclass
 
@@ -8,7 +9,7 @@ from dataclasses import dataclass
 @dataclass(frozen=True)
 class Builtin:
     name: str  # as written in models, e.g. "U16", "Orv::String", "Lumen::IpAddr"
-    kind: str  # bool, int, double, string, platform
+    kind: str  # bool, int, double, string
     bits: int = 0  # width of an integer
     signed: bool = False
     small: bool = False  # held and passed by value
@@ -38,26 +39,5 @@ BUILTINS = {
     )
 }
 
-# Network value types of the platform; each reads its textual form.
-PLATFORM = {
-    n: Builtin(n, "platform")
-    for n in (
-        "Lumen::IntfId",
-        "Lumen::IpAddr",
-        "Lumen::IpAddrWithMask",
-        "Lumen::Prefix",
-        "Lumen::Ip6Addr",
-        "Lumen::Ip6AddrWithMask",
-        "Lumen::Ip6Prefix",
-        "Lumen::IpGenAddr",
-        "Lumen::IpGenAddrWithMask",
-        "Lumen::RouteDistinguisher",
-        "Lumen::NamespaceName",
-        "L3::VrfName",
-    )
-}
-PLATFORM["Lumen::AddressFamily"] = Builtin("Lumen::AddressFamily", "platform", small=True)
-
-
 def builtin(name):
-    return BUILTINS.get(name) or PLATFORM.get(name)
+    return BUILTINS.get(name)

@@ -13,7 +13,7 @@ sys.path.insert(0, os.path.dirname(HERE))
 
 from orvgen import emit, names, writer  # noqa: E402
 from orvgen.errors import ModelError  # noqa: E402
-from orvgen.loader import load  # noqa: E402
+from orvgen.loader import default_platform, load  # noqa: E402
 from orvgen.model import resolve  # noqa: E402
 from orvgen.parser import parse_text  # noqa: E402
 
@@ -22,7 +22,7 @@ GOLDEN = os.path.join(HERE, "golden")
 
 def model(text, path="m/T.model"):
     text = textwrap.dedent(text)
-    return resolve(parse_text(text, path), text.split("\n"), [], "m")
+    return resolve(parse_text(text, path), text.split("\n"), [], "m", default_platform)
 
 
 def diagnostics(text):
