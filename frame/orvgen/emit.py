@@ -160,8 +160,8 @@ def emit_value(v):
             VALUE_CTOR,
             explicit="explicit " if len(v.params) == 1 else "",
             name=name,
-            params=", ".join(render(PARAM, type=N.attr_param(p), name=p.name) for p in v.params),
-            inits=", ".join(render(INIT, member=N.member(p.name), name=p.name) for p in v.params),
+            params=", ".join(render(PARAM, type=N.attr_param(p), name=N.param_name(p.name)) for p in v.params),
+            inits=", ".join(render(INIT, member=N.member(p.name), name=N.param_name(p.name)) for p in v.params),
         )
     source = []
     less = ""
@@ -298,9 +298,9 @@ def emit_entity(e):
     s = Sections()
     for a in e.attrs:
         s.add(entity_sections(a, e))
-    params = ", ".join(render(PARAM, type=N.attr_param(p), name=p.name) for p in e.params)
-    args = ", ".join(p.name for p in e.params)
-    inits = [render(INIT, member=N.member(p.name), name=p.name) for p in e.params if p.reactor is None]
+    params = ", ".join(render(PARAM, type=N.attr_param(p), name=N.param_name(p.name)) for p in e.params)
+    args = ", ".join(N.param_name(p.name) for p in e.params)
+    inits = [render(INIT, member=N.member(p.name), name=N.param_name(p.name)) for p in e.params if p.reactor is None]
     identity = keyof = ""
     if e.named:
         params, args = NAMED_PARAMS, "name"
@@ -333,7 +333,7 @@ def emit_entity(e):
         members=s.members,
     )
     ctor_body = list(s.ctor_check)
-    ctor_body += [render(PARAM_SETTER, setter=N.setter(p.name), name=p.name) for p in e.params if p.reactor]
+    ctor_body += [render(PARAM_SETTER, setter=N.setter(p.name), name=N.param_name(p.name)) for p in e.params if p.reactor]
     if e.init_fn:
         ctor_body.append(render(INIT_CALL, fn=e.init_fn))
     sources = dict(

@@ -820,6 +820,17 @@ class Resolver:
         return params[0].type
 
     # pass 4: frozen types
+    def check_declared(self, dr, attrs):
+        """Two attributes must not declare one name (x and xIs, or a and A,
+        whose handlers are both onA)."""
+        owner = {}
+        for a in attrs:
+            for n in dict.fromkeys(names.declared(a, dr.ref.kind == "value")):
+                if n in owner:
+                    self.d.error(a.pos, f"attribute '{a.name}' declares '{n}', as attribute '{owner[n]}' does")
+                else:
+                    owner[n] = a.name
+
     def assemble(self, dr):
         if dr.enum is not None or dr.ref.kind == "enum":
             return dr.enum
@@ -839,6 +850,7 @@ class Resolver:
                 self.d.error(td.pos, f"constructor parameter '{p}' must be a key attribute")
                 continue
             params.append(a)
+        self.check_declared(dr, attrs)
         for target, _, pos in dr.reactor_hands:
             if not any(r.name == target for r in dr.reactors):
                 self.d.error(pos, f"{dr.ref.qname} has no reactor '{target}'")

@@ -31,9 +31,31 @@ VALUE_RUNTIME_NAMES = frozenset("orvType orvFields".split())
 RUNTIME_TYPE_NAMES = frozenset("Orv std Ptr PtrConst NotifieeConst Notifiee OrvKeyOf".split())
 
 
+# The framework's own members begin so.
+RUNTIME_PREFIX = "orv"
+
+# Parameters of the generic-access function (orvAttr) and its callbacks: an
+# attribute function of one of these names is called through this->.
+ACCESS_LOCALS = frozenset("op id arg k a v".split())
+
+# Locals of generated function bodies that also take constructor
+# parameters: a parameter of one of these names is renamed.
+BODY_LOCALS = frozenset("p e k".split())
+
+
 def reserved_attr_name(name, in_value):
     reserved = VALUE_RUNTIME_NAMES if in_value else RUNTIME_NAMES
-    return name in CPP_KEYWORDS or name in reserved
+    return name in CPP_KEYWORDS or name in reserved or name.startswith(RUNTIME_PREFIX)
+
+
+def call(attr):
+    """An attribute's function as generic access calls it."""
+    return f"this->{attr}" if attr in ACCESS_LOCALS else attr
+
+
+def param_name(attr):
+    """A constructor parameter named after its attribute."""
+    return f"{RUNTIME_PREFIX}{cap(attr)}" if attr in BODY_LOCALS else attr
 
 
 def reserved_type_name(name):
@@ -288,3 +310,23 @@ def attr_table(type_name):
 def null_message(qtype, attr):
     # The trailing double quote is part of the message text.
     return f'null _{attr} parameter to mutator for {qtype}::{attr} not allowed"'
+
+
+def declared(a, in_value):
+    """The names an attribute's code declares in its class and notifiee
+    classes, so the resolver can refuse two attributes declaring one."""
+    out = [a.name]
+    k = a.kind
+    if k in ("stored", "ranged", "counter", "pointer") or (k == "computed" and a.writable):
+        out.append(setter(a.name))
+        if not in_value and k != "computed":
+            out.append(handler(a.name))
+    if k == "counter" and not in_value:
+        out += [increment(a.name), decrement(a.name)]
+    if k == "reactor":
+        out += [setter(a.name), deleter(a.name), reactor_getter(a.name)]
+    if a.coll is not None:
+        out += [setter(a.name), deleter(a.name), delete_all(a.name)]
+        if not in_value and k != "reactors":
+            out += [notify(a.name), handler(a.name), immediate_handler(a.name)]
+    return out

@@ -29,7 +29,7 @@ DEL_ALL = "void $owner$::$delall$() { Orv::frame::$owned$DelAll(*this, $member$,
 DISPATCH = """\
 case $id$:
   return Orv::frame::attrColl<$keytype$>(
-      op, arg, $member$, [&]($key$ k) { return $name$(k); },
+      op, arg, $member$, [&]($key$ k) { return $call$(k); },
       [&](Orv::AttrArg& a) { $set$ },
       [&]($key$ k) { return $del_$(k); }, [&] { $delall$(); });"""
 
@@ -68,7 +68,7 @@ class Collection:
         common = dict(owner=o.qname, member=m, notify=N.notify(a.name), owned=self.owned)
         s.source.append(render(DEL, ret=del_ret, del_=N.deleter(a.name), key=kp, **common))
         s.source.append(render(DEL_ALL, delall=N.delete_all(a.name), key=kp, **common))
-        s.dispatch.append(render(DISPATCH, id=str(a.id), keytype=N.cpp(c.key), member=m, key=kp, name=a.name,
+        s.dispatch.append(render(DISPATCH, id=str(a.id), keytype=N.cpp(c.key), member=m, key=kp, call=N.call(a.name),
                                  set=set_arg, del_=N.deleter(a.name), delall=N.delete_all(a.name)))
         self.extra(a, s)
         return s

@@ -6,6 +6,7 @@ from .. import names as N
 from ..writer import render
 from .collection import Collection
 
+PARAM = "$type$ $name$"
 DECL = "$ptr$ $setter$($params$);"
 DEF = """\
 // $line$
@@ -20,7 +21,7 @@ $ptr$ $owner$::$setter$($params$) {
   $notify$(k);
   return e;
 }"""
-CHECK = "Orv::frame::checkReinstantiate(*p, $text$, p->$name$(), $name$);"
+CHECK = "Orv::frame::checkReinstantiate(*p, $text$, p->$name$(), $param$);"
 SET = "$setter$(a.key.as<$keytype$>()); return true;"
 # With further parameters generic access cannot create a member.
 NO_SET = "(void)a; return false;"
@@ -48,9 +49,11 @@ class Emitter(Collection):
     def mutator(self, a, o):
         c = a.coll
         p, m = N.coll_member(c), N.member(a.name)
-        params = ", ".join([f"{N.param(c.key)} k"] + [f"{N.attr_param(x)} {x.name}" for x in c.extra])
-        args = ", ".join(["k"] + [x.name for x in c.extra])
-        checks = [render(CHECK, text=N.string_literal(x.name), name=x.name) for x in c.extra]
+        params = ", ".join([render(PARAM, type=N.param(c.key), name="k")]
+                           + [render(PARAM, type=N.attr_param(x), name=N.param_name(x.name)) for x in c.extra])
+        args = ", ".join(["k"] + [N.param_name(x.name) for x in c.extra])
+        checks = [render(CHECK, text=N.string_literal(x.name), name=x.name, param=N.param_name(x.name))
+                  for x in c.extra]
         insert = render(INSERT_INTRUSIVE if c.order == "hashed" else INSERT, member=m)
         set_arg = render(SET, setter=N.setter(a.name), keytype=N.cpp(c.key)) if not c.extra else NO_SET
         return (

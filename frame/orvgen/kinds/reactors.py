@@ -58,7 +58,7 @@ DTOR = "$delall$();"
 DISPATCH = """\
 case $id$:
   return Orv::frame::attrColl<$keytype$>(
-      op, arg, $member$, [&]($key$ k) { return $name$(k); },
+      op, arg, $member$, [&]($key$ k) { return $call$(k); },
       [&](Orv::AttrArg& a) { $setter$(a.value.as<$target$>()); return true; },
       [&]($key$ k) { $del_$(k); return true; }, [&] { $delall$(); });"""
 
@@ -95,6 +95,6 @@ class Emitter:
                                ondel=hook(ONDEL_EACH, r.ondel), smIs=N.REACTOR_SM_IS))
         s.dtor.append(render(DTOR, delall=fn["delall"]))
         s.desc.append(desc_row(a, q, r.target.qname, N.cpp(c.key), N.coll_kind(c)))
-        s.dispatch.append(render(DISPATCH, id=str(a.id), keytype=N.cpp(c.key), member=m, key=kp, name=a.name,
+        s.dispatch.append(render(DISPATCH, id=str(a.id), keytype=N.cpp(c.key), member=m, key=kp, call=N.call(a.name),
                                  target=tp, **fn))
         return s
