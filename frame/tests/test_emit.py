@@ -1,0 +1,133 @@
+"""Emitters: the kind table, fragments of the code each kind writes, the
+cost in generated lines of an attribute, and the type-name section."""
+
+import os
+import unittest
+
+from support import HERE, generate, model
+from orvgen import emit, kinds
+from orvgen.loader import load
+from orvgen.model import SCALAR_KINDS
+
+SHAPES = ("map", "set", "by", "ptrby", "new", "reactors")
+
+
+def lines_of(files):
+    return sum(t.count("\n") for t in files.values())
+
+
+class KindTableTest(unittest.TestCase):
+    def test_every_kind_has_an_emitter_and_a_kitchen_case(self):
+        self.assertEqual(set(kinds.EMITTERS), set(SCALAR_KINDS) | set(SHAPES))
+        kitchen = load(os.path.join(HERE, "..", "..", "tests", "model", "Kitchen.model"), folder="test")
+        used = {a.kind for t in kitchen.values + kitchen.entities for a in t.attrs}
+        self.assertEqual(used, set(kinds.EMITTERS), "Kitchen.model lacks a case of a kind")
+
+    def test_a_value_type_refuses_kinds_it_cannot_hold(self):
+        u = model("unit T\nnamespace T {\nentity E(id) {\n  id: U32 key\n  m: ordered U32 -> bool\n}\n}\n")
+        with self.assertRaises(AssertionError):
+            kinds.value_sections(u.entities[0].attrs[1], u.entities[0])
+
+
+ENTITY = """\
+unit T
+namespace T {
+entity E(id) {
+  id: Lumen::IntfId key
+  flag: bool = true
+  cap: U16 const = 9
+  size: U16 range max cap "E::size < 0 or > E::cap not allowed"
+  hits: U32 counter
+  owner: ptr const E
+  q: U32 computed(U16)
+  kids: ordered new K
+}
+entity K(id, up) {
+  id: U32 key
+  up: ptr E key
+}
+object O {
+  n: U32 range min 1 max 5 "bad"
+}
+}
+"""
+
+
+class FragmentTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        files = generate(ENTITY)
+        cls.h, cls.cpp = files["T.h"], files["T.cpp"]
+
+    def test_scalar_setters_are_one_inline_call_into_the_runtime(self):
+        self.assertIn("inline void T::E::flagIs(bool v) { orvSet<NotifieeConst>(flag_, v, &NotifieeConst::onFlag); }",
+                      self.h)
+        self.assertIn('orvSetInRange<NotifieeConst>(size_, v, v <= cap(), "E::size < 0 or > E::cap not allowed", '
+                      "&NotifieeConst::onSize); }", self.h)
+        self.assertIn('  if (size_ > cap()) throw Orv::RangeException("E::size < 0 or > E::cap not allowed");',
+                      self.cpp)
+        self.assertIn("void ownerIs(const Orv::Ptr<const T::E>&);", self.h)
+
+    def test_counted_objects_store_without_notifying(self):
+        self.assertIn('inline void T::O::nIs(std::uint32_t v) { if (n_ == v) return; n_ = v; '
+                      'if (!(v >= 1 && v <= 5)) throw Orv::RangeException("bad"); }', self.h)
+        self.assertNotIn("class T::O::NotifieeConst", self.h)
+
+    def test_counters_wrap_through_the_setter(self):
+        self.assertIn("std::uint32_t hitsInc(std::uint32_t n);  // adds n, wrapping; returns the new count", self.h)
+        self.assertIn("std::uint32_t T::E::hitsDec(std::uint32_t n) {\n"
+                      "  hitsIs(static_cast<std::uint32_t>(hits_ - n));\n  return hits_;\n}", self.cpp)
+
+    def test_queries_are_hand_written_and_not_generically_accessible(self):
+        self.assertIn("std::uint32_t q(std::uint16_t) const;  // hand-written", self.h)
+        self.assertIn("case 264: return 1;", self.cpp)
+
+    def test_instantiating_collections_check_further_parameters(self):
+        self.assertIn("Orv::Ptr<T::K> kidsIs(std::uint32_t k, const Orv::Ptr<T::E>& up);", self.h)
+        self.assertIn('Orv::frame::checkReinstantiate(*p, "up", p->up(), up);', self.cpp)
+        # Generic access cannot pass the further parameter.
+        self.assertIn("[&](Orv::AttrArg& a) { (void)a; return false; }", self.cpp)
+        self.assertIn("Orv::frame::orphanAll(kids_);", self.cpp)
+
+    def test_descriptor_rows_name_their_owner_kind_and_writability(self):
+        self.assertIn('{"cap", &T::E::orvType, 260, Orv::AttrCategory::constant, false, "std::uint16_t", nullptr, '
+                      "nullptr},", self.cpp)
+        self.assertIn('{"kids", &T::E::orvType, 265, Orv::AttrCategory::collection, true, "T::K", '
+                      '"std::uint32_t", "ordered"},', self.cpp)
+
+    def test_a_stored_attribute_costs_eight_generated_lines(self):
+        # Model line echo, getter, setter declaration, data member, handler,
+        # inline setter, dispatch case, descriptor row.
+        base = "unit T\nnamespace T {\nentity E(id) {\n  id: U32 key\n%s}\n}\n"
+        one = lines_of(generate(base % "  a: U32\n"))
+        two = lines_of(generate(base % "  a: U32\n  b: U32\n"))
+        self.assertEqual(two - one, 8)
+
+
+class UnitTest(unittest.TestCase):
+    def test_headers_include_imports_and_the_platform_units_headers(self):
+        a = model("unit A\nnamespace A {\nenum E {\n  x\n}\n}\n")
+        b = model("unit B\nimport A\nnamespace B {\nvalue V(e) {\n  e: A::E key\n  i: Lumen::IntfId\n}\n}\n",
+                  imports=[a])
+        h = emit.emit_unit(b)["B.h"]
+        self.assertIn("#include <ipmodel/Orv/Frame.h>\n#include <ipmodel/Lumen/Lumen.h>\n"
+                      "#include <ipmodel/Lumen/VrfName.h>\n#include <ipmodel/m/A.h>\n#include <ipmodel/m/B.fwd.h>", h)
+        # A unit naming no platform type does not read or include it.
+        self.assertNotIn("Lumen", emit.emit_unit(a)["A.h"])
+
+    def test_type_name_section_alignment(self):
+        class T:
+            def __init__(self, q):
+                self.qname = q
+
+        data = emit.type_name_section([T("A::Bb"), T("A::" + "x" * 20), T("A::" + "y" * 40)])
+        # reverse order: the 44-byte name at 0 (32-byte boundary), the 24-byte
+        # one at 48 (16), the 6-byte one at 72 (8)
+        self.assertEqual(data[:44], b"A::" + b"y" * 40 + b"\0")
+        self.assertEqual(data[44:48], b"\0" * 4)
+        self.assertEqual(data[48:72], b"A::" + b"x" * 20 + b"\0")
+        self.assertEqual(data[72:], b"A::Bb\0")
+
+
+if __name__ == "__main__":
+    unittest.main()

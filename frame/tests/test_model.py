@@ -1,0 +1,304 @@
+"""Resolver: the frozen model, identifiers, kinds, diagnostics and the
+platform unit."""
+
+import dataclasses
+import unittest
+
+from support import diagnostics, model
+from orvgen import names
+from orvgen.model import Bound, Default, TypeName
+
+
+class ResolverTest(unittest.TestCase):
+    def test_identifiers_start_at_258_in_entities_and_2_in_values(self):
+        m = model(
+            """\
+            unit T
+            namespace T {
+            value V(a) {
+              a: U32 key
+              b: bool
+            }
+            entity E(id) {
+              id: Lumen::IntfId key
+              k: U16 const = 4
+              c: ordered Lumen::IpAddr -> bool
+              v: V
+            }
+            }
+            """
+        )
+        self.assertEqual([a.id for a in m.values[0].attrs], [2, 3])
+        self.assertEqual([(a.name, a.id, a.category) for a in m.entities[0].attrs],
+                         [("id", 258, "key"), ("k", 259, "constant"), ("c", 260, "collection"),
+                          ("v", 261, "stored")])
+
+    def test_collects_every_error(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            entity E(id, nope) {
+              id: Lumen::IntfId key
+              x: Missing
+              y: U8 = 300
+              id: bool
+              s: Orv::String range max 3 "m"
+              class: bool
+              p: ptr Lumen::IpAddr
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [
+                "m/T.model:5:6: error: unknown type 'Missing'",
+                "m/T.model:6:11: error: default 300 does not fit U8",
+                "m/T.model:7:3: error: attribute 'id' declared twice in T::E",
+                "m/T.model:8:18: error: range checks apply to integer attributes",
+                "m/T.model:9:3: error: attribute name 'class' is reserved",
+                "m/T.model:10:10: error: 'Lumen::IpAddr' is not an entity type; ptr needs one",
+                "m/T.model:3:14: error: constructor parameter 'nope' is not an attribute of T::E",
+            ],
+        )
+
+    def test_collections_check_their_element_types(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            value V(a) {
+              a: U32 key
+            }
+            entity E(id) {
+              id: Lumen::IntfId key
+              a: hashed ptr V by a
+              b: hashed V by missing
+              c: hashed new E
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [
+                "m/T.model:8:17: error: 'V' is not an entity type",
+                "m/T.model:9:6: error: T::V has no attribute 'missing'",
+            ],
+        )
+
+    def test_value_types_hold_hashed_sets_only(self):
+        # Maps and ordered collections inside a value have no text or log
+        # form that reads back; they are refused where they are declared.
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            value V(a) {
+              a: U32 key
+              m: ordered U32 -> bool
+              h: hashed U32 -> bool
+              o: ordered set U32
+              s: hashed set U32
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [f"m/T.model:{n}:3: error: a value type holds hashed sets only, not maps or ordered collections"
+             for n in (5, 6, 7)],
+        )
+
+    def test_queries_and_text_attributes_are_checked(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            entity E(id) {
+              id: U32 key
+              q: U32 computed(Nope) writable
+              p: ptr E computed(E)
+            }
+            value V(a) {
+              a: U32 key
+              b: U32
+              text a
+            }
+            value W(a) {
+              a: U32 key
+              text
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [
+                "m/T.model:5:3: error: a computed attribute with arguments is not writable",
+                "m/T.model:5:19: error: unknown type 'Nope'",
+                "m/T.model:6:21: error: a query argument is a value, not an entity",
+                "m/T.model:8:7: error: text names 'a', which must be the only stored attribute",
+                "m/T.model:15:3: error: text takes one attribute name",
+            ],
+        )
+        m = model(
+            """\
+            unit T
+            namespace T {
+            entity E(id) {
+              id: U32 key
+              n: U32
+              q: ptr const E computed(U32, Lumen::IntfId)
+              after: bool = false
+            }
+            }
+            """
+        )
+        e = m.entities[0]
+        q = e.attrs[2]
+        self.assertEqual((q.category, q.id, names.attr_cpp(q)), ("computed", 260, "Orv::Ptr<const T::E>"))
+        self.assertEqual([names.cpp(t) for t in q.args], ["std::uint32_t", "Lumen::IntfId"])
+        self.assertEqual(e.attrs[3].id, 261)
+
+    def test_register_list_must_name_every_type_once(self):
+        d = diagnostics(
+            """\
+            unit T
+            register(T::A, T::A, T::Z)
+            namespace T {
+            enum A {
+              x
+            }
+            enum B {
+              y
+            }
+            }
+            """
+        )
+        self.assertIn("m/T.model:2:16: error: type 'T::A' registered twice", d)
+        self.assertIn("m/T.model:2:22: error: register names unknown type 'T::Z' (use its qualified name)", d)
+        self.assertIn("m/T.model:7:6: error: type 'T::B' missing from the register list", d)
+
+    def test_keys_must_be_constructor_parameters(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            entity E {
+              id: Lumen::IntfId key
+            }
+            }
+            """
+        )
+        self.assertIn("m/T.model:4:3: error: key attribute 'id' must be a constructor parameter", d)
+
+
+
+class FrozenModelTest(unittest.TestCase):
+    UNIT = model(
+        """\
+        unit T
+        namespace T {
+        entity E(id) {
+          id: U32 key
+          lim: U16 const = 9
+          a: U16 = 3 range min 1 max lim "m"
+          b: U32 counter
+          c: Lumen::IpAddr = "1.2.3.4"
+          d: U32 computed writable
+          q: U32 computed(U16)
+          p: ptr const E
+          s: hashed set U32
+        }
+        sm M(e) {
+          e: reactor R on const E key
+          es: ordered reactor Rs on E by id ondel gone
+          hand Rs "void gone();"
+        }
+        }
+        """
+    )
+
+    def test_types_and_attributes_are_immutable(self):
+        e = self.UNIT.entities[0]
+        for obj, field in ((e, "attrs"), (e.attrs[0], "name"), (self.UNIT, "entities")):
+            with self.assertRaises(dataclasses.FrozenInstanceError):
+                setattr(obj, field, None)
+        self.assertIsInstance(e.attrs, tuple)
+
+    def test_attributes_carry_their_kind_and_model_values(self):
+        e = self.UNIT.entities[0]
+        self.assertEqual([(a.name, a.kind, a.category) for a in e.attrs],
+                         [("id", "key", "key"), ("lim", "constant", "constant"), ("a", "ranged", "stored"),
+                          ("b", "counter", "stored"), ("c", "stored", "stored"), ("d", "computed", "computed"),
+                          ("q", "query", "computed"), ("p", "pointer", "pointer"), ("s", "set", "collection")])
+        a = e.attrs[2]
+        self.assertEqual((a.default, a.range.min, a.range.max), (Default("int", 3), Bound(value=1),
+                                                                 Bound(constant="lim")))
+        self.assertEqual(e.attrs[4].default, Default("text", "1.2.3.4"))
+        self.assertEqual(e.attrs[4].type, TypeName("IpAddr", ("Lumen",), "extern"))
+        self.assertEqual((e.attrs[7].target.qname, e.attrs[7].const), ("T::E", True))
+
+    def test_reactors_are_built_with_their_key_and_hands(self):
+        m = self.UNIT.entities[1]
+        self.assertEqual([(r.name, r.key, r.ondel, r.hands) for r in m.reactors],
+                         [("R", None, None, ()), ("Rs", self.UNIT.entities[0].attrs[0].type, "gone",
+                                                  ("void gone();",))])
+        self.assertEqual([p.name for p in m.params], ["e"])
+        self.assertEqual([a.kind for a in m.attrs], ["reactor", "reactors"])
+
+
+class NameGuardTest(unittest.TestCase):
+    def test_reserved_and_colliding_names_are_diagnostics(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace std {
+            enum Ptr {
+              x
+            }
+            }
+            namespace T {
+            entity E(id) {
+              id: U32 key
+              orvCount: U32
+              flag: bool
+              flagIs: bool
+              tags: hashed set U32
+              Tags: U32
+            }
+            sm M {
+              e: reactor Orv on const E
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [
+                "m/T.model:3:6: error: namespace name 'std' is reserved",
+                "m/T.model:3:6: error: type name 'Ptr' is reserved",
+                "m/T.model:10:3: error: attribute name 'orvCount' is reserved",
+                "m/T.model:17:3: error: reactor name 'Orv' is reserved",
+                "m/T.model:12:3: error: attribute 'flagIs' declares 'flagIs', as attribute 'flag' does",
+                "m/T.model:14:3: error: attribute 'Tags' declares 'onTags', as attribute 'tags' does",
+            ],
+        )
+
+
+class PlatformTest(unittest.TestCase):
+    def test_platform_types_are_found_without_an_import(self):
+        u = model("unit T\nnamespace T {\nvalue V(a) {\n  a: L3::VrfName key\n  f: Lumen::AddressFamily\n}\n}\n")
+        self.assertEqual([i.name for i in u.imports], ["Platform"])
+        self.assertTrue(u.values[0].attrs[1].type.small)
+        self.assertEqual(model("unit T\nnamespace T {\nenum E {\n  x\n}\n}\n").imports, ())
+
+    def test_an_extern_type_reads_its_default_from_text_only(self):
+        d = diagnostics("unit T\nnamespace T {\nvalue V(a) {\n  a: U8 key\n  b: Lumen::IpAddr = 5\n}\n}\n")
+        self.assertEqual(d, ["m/T.model:5:22: error: default of type Lumen::IpAddr is given as its text"])
+
+
+if __name__ == "__main__":
+    unittest.main()
