@@ -123,6 +123,8 @@ FROM_TEXT = """\
 $qname$::$name$(std::string::const_iterator begin, std::string::const_iterator end) {
   Orv::valueTypeFromStrep(*this, std::string_view(begin, end));
 }"""
+STREP_ATTR = "Orv::valueToStrep(v.$attr$())"
+STREP = "Orv::valueTypeToStrep(v)"
 VALUE_SOURCE = """\
 $qname$::$name$(Orv::NboAttrLog::In& in) { Orv::valueTypeRead(in, *this); }
 
@@ -175,10 +177,10 @@ def emit_value(v):
     if v.text_attr is not None:
         ta = next(a for a in v.attrs if a.name == v.text_attr)
         source.append(render(FROM_TEXT_ATTR, qname=q, name=name, member=N.member(ta.name), type=N.attr_cpp(ta)))
-        strep = f"Orv::valueToStrep(v.{v.text_attr}())"
+        strep = render(STREP_ATTR, attr=v.text_attr)
     else:
         source.append(render(FROM_TEXT_NONE if v.has_collection else FROM_TEXT, qname=q, name=name))
-        strep = "Orv::valueTypeToStrep(v)"
+        strep = STREP
     source.append(render(VALUE_SOURCE, qname=q, name=name, strep=strep, table=N.attr_table(name), rows=s.desc,
                          qstring=N.string_literal(q), count=str(len(s.desc))))
     header = render(
@@ -252,6 +254,7 @@ INIT_CALL = "$fn$();"
 PARAM_SETTER = "$setter$($name$);"
 FACTORY_DECL = "IPMODEL_API $name$::Ptr $factory$($params$);"
 
+INITS = " : $inits$"
 CTOR = "$qname$::$name$($params$)$inits$ {}"
 CTOR_BODY = """\
 $qname$::$name$($params$)$inits$ {
@@ -338,7 +341,7 @@ def emit_entity(e):
         ctor_body.append(render(INIT_CALL, fn=e.init_fn))
     sources = dict(
         ctor=with_body(CTOR, CTOR_BODY, [] if e.counted else ctor_body, qname=q, name=name, params=params,
-                       inits=f" : {', '.join(inits)}" if inits else ""),
+                       inits=render(INITS, inits=", ".join(inits)) if inits else ""),
         dtor=with_body(DTOR, DTOR_BODY, [] if e.counted else s.dtor, qname=q, name=name),
         qname=q,
         typeIs=N.type_is(name),
@@ -514,7 +517,7 @@ $body$
 SOURCE = """\
 $banner$
 
-#include <ipmodel/$folder$/$unit$.h>
+#include <$header$>
 
 #include <iostream>
 #include <limits>
@@ -556,9 +559,9 @@ def emit_unit(unit):
     includes = []
     for u in unit.imports:
         # A unit of extern types has no header of its own: its includes.
-        headers = [f"ipmodel/{u.folder}/{u.name}.h"] if u.generates else u.includes
+        headers = [N.unit_header(u.folder, u.name)] if u.generates else u.includes
         includes += [render(INCLUDE, header=h) for h in headers]
-    includes.append(render(INCLUDE, header=f"ipmodel/{folder}/{unit.name}.fwd.h"))
+    includes.append(render(INCLUDE, header=N.unit_fwd_header(folder, unit.name)))
     includes += [render(INCLUDE, header=h) for h in unit.includes]
 
     head_items, src_items = [], []
@@ -582,8 +585,7 @@ def emit_unit(unit):
     source = render(
         SOURCE,
         banner=b,
-        folder=folder,
-        unit=unit.name,
+        header=N.unit_header(folder, unit.name),
         body=ns_blocks(src_items),
         bytes=c_bytes(type_name_section(unit.register)),
         register=[render(REGISTER, desc=descriptor_name(t)) for t in unit.register],

@@ -53,6 +53,19 @@ def call(attr):
     return f"this->{attr}" if attr in ACCESS_LOCALS else attr
 
 
+def get_call(attr):
+    """An attribute's getter called by generic access."""
+    return f"{call(attr)}()"
+
+
+def unit_header(folder, unit):
+    return f"ipmodel/{folder}/{unit}.h"
+
+
+def unit_fwd_header(folder, unit):
+    return f"ipmodel/{folder}/{unit}.fwd.h"
+
+
 def param_name(attr):
     """A constructor parameter named after its attribute."""
     return f"{RUNTIME_PREFIX}{cap(attr)}" if attr in BODY_LOCALS else attr

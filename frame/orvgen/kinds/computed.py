@@ -17,9 +17,9 @@ class Emitter:
         s.public.append(render(GETTER, type=N.attr_cpp(a), name=a.name, params=""))
         if a.writable:
             s.public.append(render(SETTER, setter=N.setter(a.name), param=N.attr_param(a)))
-            s.dispatch.append(dispatch_stored(a, f"{N.call(a.name)}()"))
+            s.dispatch.append(dispatch_stored(a, N.get_call(a.name)))
         else:
-            s.dispatch.append(dispatch_get(a, f"{N.call(a.name)}()"))
+            s.dispatch.append(dispatch_get(a, N.get_call(a.name)))
         s.desc.append(desc_row(a, o.qname, N.attr_cpp(a)))
         return s
 

@@ -19,7 +19,7 @@ class Emitter:
         s.public.append(echo(a))
         s.public.append(getter(a))
         s.desc.append(desc_row(a, o.qname, N.attr_cpp(a)))
-        s.dispatch.append(dispatch_get(a, f"{N.call(a.name)}()"))
+        s.dispatch.append(dispatch_get(a, N.get_call(a.name)))
         return s
 
     def value(self, a, o):

@@ -59,5 +59,5 @@ class Emitter:
                                smIs=N.REACTOR_SM_IS))
         s.dtor.append(render(DTOR, del_=N.deleter(a.name)))
         s.desc.append(desc_row(a, q, r.target.qname))
-        s.dispatch.append(dispatch_stored(a, f"{N.call(a.name)}()", tp))
+        s.dispatch.append(dispatch_stored(a, N.get_call(a.name), tp))
         return s

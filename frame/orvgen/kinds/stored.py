@@ -18,12 +18,15 @@ STORE_PLAIN_RANGED = "if ($member$ == v) return; $member$ = v; if (!($cond$)) th
 STORE_NOTIFY_RANGED = "orvSetInRange<NotifieeConst>($member$, v, $cond$, $message$, &NotifieeConst::$handler$);"
 
 
+RANGE_MAX = "v <= $max$"
+RANGE_MIN_MAX = "v >= $min$ && v <= $max$"
+
+
 def range_cond(r):
-    cond = f"v <= {N.bound_expr(r.max)}"
     lo = N.bound_expr(r.min)
     if lo is not None and lo != "0":
-        cond = f"v >= {lo} && {cond}"
-    return cond
+        return render(RANGE_MIN_MAX, min=lo, max=N.bound_expr(r.max))
+    return render(RANGE_MAX, max=N.bound_expr(r.max))
 
 
 class Emitter:
