@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include <ipmodel/Lumen/IpAddr.h>
+#include <ipmodel/Lumen/internal/AddrWithLenImpl.h>
 #include <ipmodel/Lumen/internal/TextParse.h>
 #include <ipmodel/Orv/Exception.h>
 #include <ipmodel/Orv/Hash.h>
@@ -95,36 +96,12 @@ Ip6Addr::Bytes masked(const Ip6Addr::Bytes& b, unsigned len) {
   return r;
 }
 
-bool splitMasked(std::string_view text, std::string_view& address, unsigned& len) {
-  const auto slash = text.find('/');
-  if (slash == std::string_view::npos) return false;
-  std::uint64_t n;
-  if (!detail::parseDecimal(text.substr(slash + 1), 128, n)) return false;
-  address = text.substr(0, slash);
-  len = static_cast<unsigned>(n);
-  return true;
-}
-
-std::uint32_t hashWithLen(const Ip6Addr& a, unsigned len) {
-  std::uint8_t buf[17];
-  std::memcpy(buf, a.bytes().data(), 16);
-  buf[16] = static_cast<std::uint8_t>(len);
-  return Orv::hashBytes(buf, sizeof buf);
-}
-
-void checkLen(unsigned len, const char* type) {
-  if (len > 128) {
-    throw Orv::RangeException(std::string(type) + "::len " + std::to_string(len) +
-                              " > 128 not allowed");
+struct Family : detail::Ip6Family {
+  static constexpr const char* name = "IPv6";
+  static Ip6Addr masked(const Ip6Addr& a, unsigned len) {
+    return Ip6Addr(::Lumen::masked(a.bytes(), len));
   }
-}
-
-unsigned readLen(Orv::NboAttrLog::In& in) {
-  const std::size_t at = in.offset();
-  const std::uint8_t len = in.readU8();
-  if (len > 128) in.fail("IPv6 prefix length " + std::to_string(len) + " is over 128", at);
-  return len;
-}
+};
 
 }  // namespace
 
@@ -215,9 +192,9 @@ Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& in, Ip6Addr& v) {
 
 // --- Ip6AddrWithMask --------------------------------------------------------
 
-Ip6AddrWithMask::Ip6AddrWithMask(const Ip6Addr& address, unsigned len) : address_(address) {
-  checkLen(len, "Ip6AddrWithMask");
-  len_ = static_cast<std::uint8_t>(len);
+Ip6AddrWithMask::Ip6AddrWithMask(const Ip6Addr& address, unsigned len) {
+  detail::checkLen<Family>(len, "Ip6AddrWithMask");
+  assign(address, len);
 }
 
 Ip6AddrWithMask::Ip6AddrWithMask(std::string_view text) {
@@ -228,93 +205,58 @@ Ip6AddrWithMask::Ip6AddrWithMask(std::string_view text) {
 }
 
 bool Ip6AddrWithMask::tryParse(std::string_view text, Ip6AddrWithMask& out) noexcept {
-  std::string_view addrText;
-  unsigned len;
   Ip6Addr a;
-  if (!splitMasked(text, addrText, len) || !Ip6Addr::tryParse(addrText, a)) return false;
-  out.address_ = a;
-  out.len_ = static_cast<std::uint8_t>(len);
+  unsigned len;
+  if (!detail::parseWithLen<Family>(text, a, len)) return false;
+  out.assign(a, len);
   return true;
 }
 
-Ip6Prefix Ip6AddrWithMask::prefix() const { return Ip6Prefix(address_, len_); }
+Ip6Prefix Ip6AddrWithMask::prefix() const { return Ip6Prefix(address(), len()); }
 
-std::uint32_t Ip6AddrWithMask::hash() const noexcept { return hashWithLen(address_, len_); }
-
-std::string valueToStrep(const Ip6AddrWithMask& v) {
-  return valueToStrep(v.address()) + '/' + std::to_string(v.len());
-}
+std::string valueToStrep(const Ip6AddrWithMask& v) { return detail::withLenToStrep(v); }
 
 std::ostream& operator<<(std::ostream& os, const Ip6AddrWithMask& v) {
   return os << valueToStrep(v);
 }
 
 Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const Ip6AddrWithMask& v) {
-  out << v.address();
-  out.writeU8(static_cast<std::uint8_t>(v.len()));
-  return out;
+  return detail::writeWithLen(out, v);
 }
 
 Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& in, Ip6AddrWithMask& v) {
-  Ip6Addr a;
-  in >> a;
-  const unsigned len = readLen(in);
-  v = Ip6AddrWithMask(a, len);
-  return in;
+  return detail::readWithLen<Family>(in, v, false);
 }
 
 // --- Ip6Prefix --------------------------------------------------------------
 
 Ip6Prefix::Ip6Prefix(const Ip6Addr& address, unsigned len) {
-  checkLen(len, "Ip6Prefix");
-  address_ = Ip6Addr(masked(address.bytes(), len));
-  len_ = static_cast<std::uint8_t>(len);
+  detail::checkLen<Family>(len, "Ip6Prefix");
+  assign(Family::masked(address, len), len);
 }
 
-Ip6Prefix::Ip6Prefix(std::string_view text) {
-  if (tryParse(text, *this)) return;
-  Ip6AddrWithMask m;
-  if (Ip6AddrWithMask::tryParse(text, m)) {
-    throw Orv::StrepReadException("invalid IPv6 prefix '" + std::string(text) +
-                                      "': host bits set (the prefix is " +
-                                      valueToStrep(m.prefix()) + ")",
-                                  "Lumen::Ip6Prefix");
-  }
-  throw Orv::StrepReadException("invalid IPv6 prefix '" + std::string(text) + "'",
-                                "Lumen::Ip6Prefix");
-}
+Ip6Prefix::Ip6Prefix(std::string_view text)
+    : Ip6Prefix(
+          detail::prefixFromText<Family, Ip6Prefix, Ip6AddrWithMask>(text, "Lumen::Ip6Prefix")) {}
 
 bool Ip6Prefix::tryParse(std::string_view text, Ip6Prefix& out) noexcept {
-  Ip6AddrWithMask m;
-  if (!Ip6AddrWithMask::tryParse(text, m)) return false;
-  if (masked(m.address().bytes(), m.len()) != m.address().bytes()) return false;
-  out.address_ = m.address();
-  out.len_ = static_cast<std::uint8_t>(m.len());
+  Ip6Addr a;
+  unsigned len;
+  if (!detail::parseWithLen<Family>(text, a, len) || !(Family::masked(a, len) == a)) return false;
+  out.assign(a, len);
   return true;
 }
 
-std::uint32_t Ip6Prefix::hash() const noexcept { return hashWithLen(address_, len_); }
-
-std::string valueToStrep(const Ip6Prefix& v) {
-  return valueToStrep(v.address()) + '/' + std::to_string(v.len());
-}
+std::string valueToStrep(const Ip6Prefix& v) { return detail::withLenToStrep(v); }
 
 std::ostream& operator<<(std::ostream& os, const Ip6Prefix& v) { return os << valueToStrep(v); }
 
 Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const Ip6Prefix& v) {
-  out << v.address();
-  out.writeU8(static_cast<std::uint8_t>(v.len()));
-  return out;
+  return detail::writeWithLen(out, v);
 }
 
 Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& in, Ip6Prefix& v) {
-  const std::size_t at = in.offset();
-  Ip6Addr a;
-  in >> a;
-  const unsigned len = readLen(in);
-  if (masked(a.bytes(), len) != a.bytes()) in.fail("IPv6 prefix has host bits set", at);
-  v = Ip6Prefix(a, len);
-  return in;
+  return detail::readWithLen<Family>(in, v, true);
 }
 
 }  // namespace Lumen

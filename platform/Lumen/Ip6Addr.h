@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include <ipmodel/Lumen/AddrWithLen.h>
 #include <ipmodel/Orv/Export.h>
 #include <ipmodel/Orv/NboAttrLog.h>
 
@@ -71,12 +72,17 @@ inline constexpr Ip6Addr ip6AddrLoopback{
 
 class Ip6Prefix;
 
+namespace detail {
+struct Ip6Family {
+  using Addr = Ip6Addr;
+  static constexpr unsigned maxLen = 128;
+};
+}  // namespace detail
+
 // An IPv6 address with a prefix length 0-128, e.g. "fe80::1/64". Host bits are
 // kept. Default ::/0.
-class IPMODEL_API Ip6AddrWithMask {
+class IPMODEL_API Ip6AddrWithMask : public detail::AddrWithLen<Ip6AddrWithMask, detail::Ip6Family> {
  public:
-  static constexpr unsigned maxLen = 128;
-
   constexpr Ip6AddrWithMask() = default;
   // Throws Orv::RangeException when len > 128.
   Ip6AddrWithMask(const Ip6Addr& address, unsigned len);
@@ -84,28 +90,13 @@ class IPMODEL_API Ip6AddrWithMask {
   explicit Ip6AddrWithMask(std::string_view text);
   static bool tryParse(std::string_view text, Ip6AddrWithMask& out) noexcept;
 
-  constexpr const Ip6Addr& address() const { return address_; }
-  constexpr unsigned len() const { return len_; }
   // The network this address is in (host bits cleared).
   Ip6Prefix prefix() const;
-
-  constexpr bool operator==(const Ip6AddrWithMask&) const = default;
-  // By address, then length.
-  constexpr std::strong_ordering operator<=>(const Ip6AddrWithMask&) const = default;
-  constexpr bool operator!() const { return address_.isUnspecified() && len_ == 0; }
-  // MurmurHash3 (Orv::hashBytes) of the sixteen address bytes and the length byte.
-  std::uint32_t hash() const noexcept;
-
- private:
-  Ip6Addr address_;
-  std::uint8_t len_ = 0;
 };
 
 // An IPv6 network prefix "2002::/16": host bits are always clear. Default ::/0.
-class IPMODEL_API Ip6Prefix {
+class IPMODEL_API Ip6Prefix : public detail::AddrWithLen<Ip6Prefix, detail::Ip6Family> {
  public:
-  static constexpr unsigned maxLen = 128;
-
   constexpr Ip6Prefix() = default;
   // Clears the host bits of address. Throws Orv::RangeException when len > 128.
   Ip6Prefix(const Ip6Addr& address, unsigned len);
@@ -114,20 +105,7 @@ class IPMODEL_API Ip6Prefix {
   explicit Ip6Prefix(std::string_view text);
   static bool tryParse(std::string_view text, Ip6Prefix& out) noexcept;
 
-  constexpr const Ip6Addr& address() const { return address_; }
-  constexpr unsigned len() const { return len_; }
-  bool contains(const Ip6Addr& a) const { return address_.longestCommonPrefix(a) >= len_; }
-
-  constexpr bool operator==(const Ip6Prefix&) const = default;
-  // By address, then length.
-  constexpr std::strong_ordering operator<=>(const Ip6Prefix&) const = default;
-  constexpr bool operator!() const { return address_.isUnspecified() && len_ == 0; }
-  // MurmurHash3 (Orv::hashBytes) of the sixteen address bytes and the length byte.
-  std::uint32_t hash() const noexcept;
-
- private:
-  Ip6Addr address_;
-  std::uint8_t len_ = 0;
+  bool contains(const Ip6Addr& a) const { return address().longestCommonPrefix(a) >= len(); }
 };
 
 // Text: RFC 5952 (lowercase, no leading zeros, the longest run of two or more

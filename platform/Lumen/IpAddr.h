@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 
+#include <ipmodel/Lumen/AddrWithLen.h>
 #include <ipmodel/Orv/Export.h>
 #include <ipmodel/Orv/Hash.h>
 #include <ipmodel/Orv/NboAttrLog.h>
@@ -67,12 +68,17 @@ class IPMODEL_API IpAddr {
 
 class Prefix;
 
+namespace detail {
+struct Ip4Family {
+  using Addr = IpAddr;
+  static constexpr unsigned maxLen = 32;
+};
+}  // namespace detail
+
 // An IPv4 address with a prefix length 0-32, e.g. an interface address
 // "10.0.0.1/24". Host bits are kept. Default 0.0.0.0/0.
-class IPMODEL_API IpAddrWithMask {
+class IPMODEL_API IpAddrWithMask : public detail::AddrWithLen<IpAddrWithMask, detail::Ip4Family> {
  public:
-  static constexpr unsigned maxLen = 32;
-
   constexpr IpAddrWithMask() = default;
   // Throws Orv::RangeException when len > 32.
   IpAddrWithMask(IpAddr address, unsigned len);
@@ -80,29 +86,14 @@ class IPMODEL_API IpAddrWithMask {
   explicit IpAddrWithMask(std::string_view text);
   static bool tryParse(std::string_view text, IpAddrWithMask& out) noexcept;
 
-  constexpr IpAddr address() const { return address_; }
-  constexpr unsigned len() const { return len_; }
   // The network this address is in (host bits cleared).
   Prefix prefix() const;
-
-  constexpr bool operator==(const IpAddrWithMask&) const = default;
-  // By address, then length.
-  constexpr std::strong_ordering operator<=>(const IpAddrWithMask&) const = default;
-  constexpr bool operator!() const { return address_.isUnspecified() && len_ == 0; }
-  // MurmurHash3 (Orv::hashBytes) of the four address bytes and the length byte.
-  std::uint32_t hash() const noexcept;
-
- private:
-  IpAddr address_;
-  std::uint8_t len_ = 0;
 };
 
 // An IPv4 network prefix "10.0.0.0/8": host bits are always clear. Default
 // 0.0.0.0/0.
-class IPMODEL_API Prefix {
+class IPMODEL_API Prefix : public detail::AddrWithLen<Prefix, detail::Ip4Family> {
  public:
-  static constexpr unsigned maxLen = 32;
-
   constexpr Prefix() = default;
   // Clears the host bits of address. Throws Orv::RangeException when len > 32.
   Prefix(IpAddr address, unsigned len);
@@ -111,24 +102,13 @@ class IPMODEL_API Prefix {
   explicit Prefix(std::string_view text);
   static bool tryParse(std::string_view text, Prefix& out) noexcept;
 
-  constexpr IpAddr address() const { return address_; }
-  constexpr unsigned len() const { return len_; }
   // The network mask as a host-order integer (len 8 is 0xff000000).
   static constexpr std::uint32_t maskOf(unsigned len) {
     return len == 0 ? 0 : ~std::uint32_t(0) << (32 - len);
   }
-  constexpr bool contains(IpAddr a) const { return (a.value() & maskOf(len_)) == address_.value(); }
-
-  constexpr bool operator==(const Prefix&) const = default;
-  // By address, then length.
-  constexpr std::strong_ordering operator<=>(const Prefix&) const = default;
-  constexpr bool operator!() const { return address_.isUnspecified() && len_ == 0; }
-  // MurmurHash3 (Orv::hashBytes) of the four address bytes and the length byte.
-  std::uint32_t hash() const noexcept;
-
- private:
-  IpAddr address_;
-  std::uint8_t len_ = 0;
+  constexpr bool contains(IpAddr a) const {
+    return (a.value() & maskOf(len())) == address().value();
+  }
 };
 
 IPMODEL_API std::string valueToStrep(const IpAddr& v);
