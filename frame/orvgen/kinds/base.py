@@ -83,6 +83,22 @@ def dispatch_stored(a, expr, type_cpp=None):
     return render(STORED, id=str(a.id), expr=expr, type=type_cpp or N.attr_cpp(a), setter=N.setter(a.name))
 
 
+GETTER = "$ret$ $name$() const { return $member$; }"
+MEMBER = "$type$ $member$$init$;"
+
+
+def held(a, o):
+    """Sections of an attribute held in a data member: model line, getter,
+    member and descriptor row (key and stored kinds build on it)."""
+    s = Sections()
+    m = N.member(a.name)
+    s.public.append(echo(a))
+    s.public.append(render(GETTER, ret=N.getter_ret(a), name=a.name, member=m))
+    s.members.append(render(MEMBER, type=N.attr_cpp(a), member=m, init=N.member_init(a)))
+    s.desc.append(desc_row(a, o.qname, N.attr_cpp(a)))
+    return s
+
+
 VALUE_GETTER = "$ret$ $name$() const { return $member$; }"
 VALUE_SETTER = "void $setter$($param$ v) { $member$ = v; }"
 VALUE_MEMBER = "$type$ $member$$init$;"

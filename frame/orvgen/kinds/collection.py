@@ -31,7 +31,8 @@ case $id$:
   return Orv::frame::attrColl<$keytype$>(
       op, arg, $member$, [&]($key$ k) { return $call$(k); },
       [&](Orv::AttrArg& a) { $set$ },
-      [&]($key$ k) { return $del_$(k); }, [&] { $delall$(); });"""
+      [&]($key$ k) { $remove$ }, [&] { $delall$(); });"""
+REMOVE = "return $del_$(k);"
 
 
 class Collection:
@@ -69,7 +70,8 @@ class Collection:
         s.source.append(render(DEL, ret=del_ret, del_=N.deleter(a.name), key=kp, **common))
         s.source.append(render(DEL_ALL, delall=N.delete_all(a.name), key=kp, **common))
         s.dispatch.append(render(DISPATCH, id=str(a.id), keytype=N.cpp(c.key), member=m, key=kp, call=N.call(a.name),
-                                 set=set_arg, del_=N.deleter(a.name), delall=N.delete_all(a.name)))
+                                 set=set_arg, remove=render(REMOVE, del_=N.deleter(a.name)),
+                                 delall=N.delete_all(a.name)))
         self.extra(a, s)
         return s
 

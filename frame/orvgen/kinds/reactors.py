@@ -5,6 +5,7 @@ keyed by the entity's key attribute. The machine owns them: deleting one
 from .. import names as N
 from ..writer import render
 from .base import Sections, desc_row, echo
+from .collection import DISPATCH
 
 MEMBER = "$type$ $member$;"
 RANGE = "Orv::CollRange<const $type$> $name$() const { return Orv::CollRange<const $type$>($member$); }"
@@ -55,12 +56,9 @@ void $owner$::$delall$() {
 }"""
 ONDEL_EACH = "v->$hook$();"
 DTOR = "$delall$();"
-DISPATCH = """\
-case $id$:
-  return Orv::frame::attrColl<$keytype$>(
-      op, arg, $member$, [&]($key$ k) { return $call$(k); },
-      [&](Orv::AttrArg& a) { $setter$(a.value.as<$target$>()); return true; },
-      [&]($key$ k) { $del_$(k); return true; }, [&] { $delall$(); });"""
+SET = "$setter$(a.value.as<$target$>()); return true;"
+# Removing a reactor answers nothing; generic access reports it done.
+REMOVE = "$del_$(k); return true;"
 
 
 def hook(template, name):
@@ -96,5 +94,6 @@ class Emitter:
         s.dtor.append(render(DTOR, delall=fn["delall"]))
         s.desc.append(desc_row(a, q, r.target.qname, N.cpp(c.key), N.coll_kind(c)))
         s.dispatch.append(render(DISPATCH, id=str(a.id), keytype=N.cpp(c.key), member=m, key=kp, call=N.call(a.name),
-                                 target=tp, **fn))
+                                 set=render(SET, setter=fn["setter"], target=tp),
+                                 remove=render(REMOVE, del_=fn["del_"]), delall=fn["delall"]))
         return s

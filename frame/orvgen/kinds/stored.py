@@ -3,10 +3,8 @@ compare, store and notify (Orv::Entity::orvSet), inline in the header."""
 
 from .. import names as N
 from ..writer import render
-from .base import Sections, desc_row, dispatch_stored, echo, value_plain
+from .base import dispatch_stored, held, value_plain
 
-GETTER = "$ret$ $name$() const { return $member$; }"
-MEMBER = "$type$ $member$$init$;"
 SETTER_DECL = "void $setter$($param$);"
 HANDLER = "virtual void $handler$() {}"
 SETTER = "inline void $owner$::$setter$($param$ v) { $body$ }"
@@ -33,12 +31,8 @@ class Emitter:
     kind = "stored"
 
     def entity(self, a, o):
-        s = Sections()
+        s = held(a, o)
         m = N.member(a.name)
-        s.public.append(echo(a))
-        s.public.append(render(GETTER, ret=N.getter_ret(a), name=a.name, member=m))
-        s.members.append(render(MEMBER, type=N.attr_cpp(a), member=m, init=N.member_init(a)))
-        s.desc.append(desc_row(a, o.qname, N.attr_cpp(a)))
         s.public.append(render(SETTER_DECL, setter=N.setter(a.name), param=N.attr_param(a)))
         self.extra(a, o, s)
         if not o.counted:
