@@ -1,5 +1,15 @@
 """orvgen: generates C++ model types from declarative model files.
 
 Stages, each its own module: lexer -> parser (syntax tree with positions) ->
-resolver (frozen model, all validation) -> emitters (read only the model).
+model (resolution in passes to a frozen model that says what each type and
+attribute is, with every error a file:line:col diagnostic) -> emitters
+(emit.py for types and units, kinds/ for attributes, one module per
+attribute kind, chosen by the attribute's kind). Every C++ spelling is
+decided in names.py, and all output goes through the strict template writer
+(writer.py). The platform's value types are declared in
+platform/Platform.model, read when a model names one of them.
+
+A new attribute kind: the model gives attributes that kind, one module in
+kinds/ writes them (its templates beside it), and tests/model/Kitchen.model
+holds a case of it.
 """
