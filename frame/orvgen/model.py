@@ -614,11 +614,20 @@ class Resolver:
         for a in plain:
             if a.range is None:
                 continue
+            values = []
             for b in (a.range.min, a.range.max):
                 if b is not None and b.constant is not None:
                     c = dr.by_name.get(b.constant)
                     if c is None or c.category != "constant":
                         self.d.error(a.pos, f"range bound '{b.constant}' is not a constant of {q}")
+                        c = None
+                    values.append(c.default.value if c is not None and c.default is not None else None)
+                else:
+                    values.append(b.value if b is not None else 0)
+            lo, hi = values
+            d = a.default.value if a.default is not None else 0
+            if lo is not None and hi is not None and not lo <= d <= hi:
+                self.d.error(a.pos, f"default {d} of '{a.name}' is outside its range {lo} to {hi}")
 
     def resolve_attr(self, ad, dr, aid):
         line = self.line_of(ad.pos)

@@ -47,7 +47,7 @@ entity K(id, up) {
   up: ptr E key
 }
 object O {
-  n: U32 range min 1 max 5 "bad"
+  n: U32 = 1 range min 1 max 5 "bad"
 }
 }
 """

@@ -250,6 +250,34 @@ class FrozenModelTest(unittest.TestCase):
         self.assertEqual([a.kind for a in m.attrs], ["reactor", "reactors"])
 
 
+class RangeTest(unittest.TestCase):
+    def test_a_default_outside_its_range_is_a_diagnostic(self):
+        # The constructor would refuse every new entity.
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            entity E(id) {
+              id: U32 key
+              top: U8 const = 9
+              a: U8 range min 1 max top "a"
+              b: U8 = 10 range max top "b"
+              c: U8 = 9 range min 2 max top "c"
+              d: U8 range max nope "d"
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [
+                "m/T.model:6:3: error: default 0 of 'a' is outside its range 1 to 9",
+                "m/T.model:7:3: error: default 10 of 'b' is outside its range 0 to 9",
+                "m/T.model:9:3: error: range bound 'nope' is not a constant of T::E",
+            ],
+        )
+
+
 class NameGuardTest(unittest.TestCase):
     def test_reserved_and_colliding_names_are_diagnostics(self):
         d = diagnostics(

@@ -66,6 +66,22 @@ TEST(ModelSetter, NotifiesOnlyOnRealChange) {
   EXPECT_EQ(r.log.size(), 2u);
 }
 
+TEST(ModelSetter, RangeWithAFloorRefusesBothEnds) {
+  auto item = Kitchen::itemFactory(IntfId("e"));
+  EXPECT_EQ(item->floor(), 3);
+  item->floorIs(2);
+  item->floorIs(9);
+  for (std::uint16_t v : {1, 10}) {
+    try {
+      item->floorIs(v);
+      ADD_FAILURE() << "no exception for " << v;
+    } catch (const Orv::RangeException& e) {
+      EXPECT_STREQ(e.what(), "Item::floor < 2 or > 9 not allowed");
+    }
+    EXPECT_EQ(item->floor(), v);  // the refused value is kept, as for any range
+  }
+}
+
 TEST(ModelSetter, RangeFailureKeepsTheValueAndNotifiesNobody) {
   auto item = Kitchen::itemFactory(IntfId("Ethernet1"));
   ItemLog r;

@@ -12,6 +12,7 @@ SETTER = "inline void $owner$::$setter$($param$ v) { $body$ }"
 STORE_PLAIN = "if ($member$ == v) return; $member$ = v;"
 STORE_NOTIFY = "orvSet<NotifieeConst>($member$, v, &NotifieeConst::$handler$);"
 CTOR_CHECK = "if ($member$ > $max$) throw Orv::RangeException($message$);"
+CTOR_CHECK_MIN = "if ($member$ < $min$ || $member$ > $max$) throw Orv::RangeException($message$);"
 STORE_PLAIN_RANGED = "if ($member$ == v) return; $member$ = v; if (!($cond$)) throw Orv::RangeException($message$);"
 STORE_NOTIFY_RANGED = "orvSetInRange<NotifieeConst>($member$, v, $cond$, $message$, &NotifieeConst::$handler$);"
 
@@ -52,7 +53,12 @@ class Emitter:
         m = N.member(a.name)
         if a.range is not None:
             msg = N.string_literal(a.range.message)
-            s.ctor_check.append(render(CTOR_CHECK, member=m, max=N.bound_expr(a.range.max), message=msg))
+            lo = N.bound_expr(a.range.min)
+            if lo is not None and lo != "0":
+                s.ctor_check.append(render(CTOR_CHECK_MIN, member=m, min=lo, max=N.bound_expr(a.range.max),
+                                           message=msg))
+            else:
+                s.ctor_check.append(render(CTOR_CHECK, member=m, max=N.bound_expr(a.range.max), message=msg))
             if o.counted:
                 return render(STORE_PLAIN_RANGED, member=m, cond=range_cond(a.range), message=msg)
             return render(STORE_NOTIFY_RANGED, member=m, cond=range_cond(a.range), message=msg,
