@@ -26,15 +26,14 @@ def load(path, import_paths=(), folder=None, _cache=None, roots=(), read=None):
     for ip in import_paths:
         u = _load_one(ip, cache, roots)
         by_unit[u.name] = u
-    with open(path, encoding="utf-8") as f:
-        text = f.read()
-    syn = parse_text(text, _display(path))
+    text, syn = _read(path)
+    loading = [os.path.abspath(path)]
     for name, pos in syn.imports:
         if name not in by_unit:
             found = _find_unit_file(path, name, roots)
             if found is None:
                 raise ModelError([f"{pos}: error: cannot find the model file of unit '{name}'"])
-            by_unit[name] = _load_one(found, cache, roots)
+            by_unit[name] = _load_one(found, cache, roots, loading, pos)
         imports.append(by_unit[name])
     unit = resolve(syn, text.split("\n"), imports, folder or os.path.basename(os.path.dirname(os.path.abspath(path))),
                    _platform(path, syn, cache, roots))
@@ -49,18 +48,37 @@ def default_platform():
     return _load_one(DEFAULT_PLATFORM, {})
 
 
-def _load_one(path, cache, roots=()):
-    key = os.path.abspath(path)
-    if key not in cache:
+def _read(path):
+    """(text, syntax tree) of a model file whose unit is named as the file."""
+    try:
         with open(path, encoding="utf-8") as f:
             text = f.read()
-        syn = parse_text(text, _display(path))
+    except (OSError, UnicodeDecodeError) as e:
+        raise ModelError([f"{_display(path)}: error: cannot read the model file: {getattr(e, 'strerror', None) or e}"])
+    syn = parse_text(text, _display(path))
+    stem = os.path.splitext(os.path.basename(path))[0]
+    if syn.unit is not None and syn.unit != stem:
+        # The build names the outputs after the file, the generator after the unit.
+        raise ModelError([f"{syn.unit_pos}: error: unit '{syn.unit}' is declared in {os.path.basename(path)}; "
+                          f"its file is {syn.unit}.model"])
+    return text, syn
+
+
+def _load_one(path, cache, roots=(), loading=(), import_pos=None):
+    """The resolved unit of a model file imported at import_pos by the files
+    being loaded (loading, outermost first)."""
+    key = os.path.abspath(path)
+    if key in loading:
+        cycle = [os.path.splitext(os.path.basename(p))[0] for p in loading[loading.index(key):]]
+        raise ModelError([f"{import_pos}: error: units import each other: {' -> '.join(cycle + [cycle[0]])}"])
+    if key not in cache:
+        text, syn = _read(path)
         deps = []
         for name, pos in syn.imports:
             sibling = _find_unit_file(path, name, roots)
             if sibling is None:
                 raise ModelError([f"{pos}: error: cannot find the model file of unit '{name}'"])
-            deps.append(_load_one(sibling, cache, roots))
+            deps.append(_load_one(sibling, cache, roots, list(loading) + [key], pos))
         folder = os.path.basename(os.path.dirname(os.path.abspath(path)))
         cache[key] = resolve(syn, text.split("\n"), deps, folder, _platform(path, syn, cache, roots))
     return cache[key]

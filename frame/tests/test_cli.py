@@ -66,5 +66,25 @@ class CommandLineTest(unittest.TestCase):
                              ["tests/C/C.model", "src/A/A.model", "src/B/B.model"])
 
 
+    def test_import_cycles_unreadable_files_and_misnamed_units_are_diagnostics(self):
+        env = dict(os.environ, PYTHONPATH=os.path.dirname(HERE))
+        with tempfile.TemporaryDirectory() as d, tempfile.TemporaryDirectory() as out:
+            for folder, text in (("A", "unit A\nimport B\n"), ("B", "unit B\nimport A\n"), ("C", "unit D\n")):
+                os.makedirs(os.path.join(d, folder))
+                with open(os.path.join(d, folder, folder + ".model"), "w") as f:
+                    f.write(text)
+
+            def run(folder):
+                r = subprocess.run([sys.executable, "-m", "orvgen", os.path.join(d, folder, folder + ".model"),
+                                    "--out", out], capture_output=True, text=True, env=env)
+                self.assertEqual(r.returncode, 1)
+                self.assertNotIn("Traceback", r.stderr)
+                return r.stderr.strip()
+
+            self.assertTrue(run("A").endswith("B.model:2:8: error: units import each other: A -> B -> A"))
+            self.assertTrue(run("C").endswith("C.model:1:6: error: unit 'D' is declared in C.model; its file is D.model"))
+            self.assertTrue(run("Z").endswith("Z.model: error: cannot read the model file: No such file or directory"))
+
+
 if __name__ == "__main__":
     unittest.main()
