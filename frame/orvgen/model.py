@@ -147,10 +147,6 @@ class Attr:
     coll: Optional[Coll] = None
     reactor: Optional[Reactor] = None
 
-    @property
-    def notifies(self):
-        return self.category in ("stored", "pointer", "collection")
-
 
 @dataclass(frozen=True)
 class ValueType:
@@ -200,10 +196,6 @@ class Entity:
     @property
     def key(self):
         return self.params[0] if self.params else None
-
-    @property
-    def collections(self):
-        return [a for a in self.attrs if a.coll is not None]
 
 
 @dataclass(frozen=True)
