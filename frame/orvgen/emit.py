@@ -3,6 +3,8 @@ three files of a unit (header, forward header, source). Attributes are
 written by their kind's emitter (kinds/); everything goes through the strict
 template writer."""
 
+from dataclasses import dataclass
+
 from . import names as N
 from .kinds import Sections, ValueSections, entity_sections, value_sections
 from .model import EnumType
@@ -294,9 +296,21 @@ def with_body(template, body_template, stmts, **values):
     return render(template, **values)
 
 
+@dataclass(frozen=True)
+class EntityCode:
+    """An entity's code by where the unit places it: the header holds every
+    class, then the notifiee classes, the factory declarations and the
+    inline definitions, so each may use the classes before it."""
+
+    declaration: str
+    notifiees: str
+    factory: str
+    inline: str
+    source: str
+
+
 def emit_entity(e):
-    """(class, notifiee classes, factory declaration, inline definitions,
-    source) of an entity, state machine or counted object."""
+    """The code of an entity, state machine or counted object."""
     name, q = e.name, e.qname
     s = Sections()
     for a in e.attrs:
@@ -365,7 +379,7 @@ def emit_entity(e):
         )
         if e.sm:
             notifiee += "\n\n" + "\n\n".join(emit_reactor(e, r) for r in e.reactors)
-    return header, notifiee, factory_decl, "\n".join(s.inline), "\n\n".join(src)
+    return EntityCode(header, notifiee, factory_decl, "\n".join(s.inline), "\n\n".join(src))
 
 
 REACTOR_CLASS = """\
@@ -573,15 +587,13 @@ def emit_unit(unit):
         h, s = emit_value(v)
         head_items.append((v.ns, h))
         src_items.append((v.ns, s))
-    notifiees, factories, inlines = [], [], []
-    for e in entities:
-        h, n, f, i, s = emit_entity(e)
-        head_items.append((e.ns, h))
-        notifiees.append((e.ns, n))
-        factories.append((e.ns, f))
-        inlines.append((e.ns, i))
-        src_items.append((e.ns, s))
-    header = render(HEADER, banner=b, includes=includes, body=ns_blocks(head_items + notifiees + factories + inlines))
+    code = [(e.ns, emit_entity(e)) for e in entities]
+    head_items += [(ns, c.declaration) for ns, c in code]
+    head_items += [(ns, c.notifiees) for ns, c in code]
+    head_items += [(ns, c.factory) for ns, c in code]
+    head_items += [(ns, c.inline) for ns, c in code]
+    src_items += [(ns, c.source) for ns, c in code]
+    header = render(HEADER, banner=b, includes=includes, body=ns_blocks(head_items))
     source = render(
         SOURCE,
         banner=b,
