@@ -233,6 +233,10 @@ IMMEDIATE = """\
   }"""
 
 
+# The expression a base object's virtual operation reports when called.
+MUST_OVERRIDE = cpp_string('0 && "Must override in derived class"')
+
+
 def entity_sections(e):
     s = Sections()
     for a in e.attrs:
@@ -250,7 +254,9 @@ def emit_entity(e):
         s.members.insert(0, "Orv::Name name_;")
         inits = ["name_(name)"]
         keyof = ""
-    elif e.sm:
+    elif e.sm or e.base is not None or not e.params:
+        # State machines, derived adapters and keyless abstract bases have no
+        # key of their own to print or to index a collection by.
         params = ", ".join(f"{p.param} {p.name}" for p in e.params)
         args = ", ".join(p.name for p in e.params)
         inits = [f"{N.member(p.name)}({p.name})" for p in e.params if p.reactor is None]
@@ -269,18 +275,30 @@ def emit_entity(e):
         keyof = (
             f"struct OrvKeyOf {{\n  static const {k.cpp}& key(const {name}& e) {{ return e.{N.member(k.name)}; }}\n}};"
         )
-    public = s.public + list(e.hands)
+    public = s.public + [f"virtual {v.decl};" for v in e.virtuals] + list(e.hands)
+    for v in e.virtuals:
+        # A base object answers no query: calling one is a programming error.
+        s.source.append(
+            f"{v.ret} {q}::{v.name}({v.args}){' const' if v.const else ''} {{\n"
+            f"  Orv::assertFail({MUST_OVERRIDE}, __FILE__, __LINE__,\n"
+            f"                  {cpp_string(v.signature(q))});\n}}"
+        )
     if e.init:
         public.append(f"void {e.init_fn}();  // hand-written, run at the end of the constructor")
     if e.counted:
         return emit_object(e, s, public, params, args, inits)
-    nested = ["class NotifieeConst;", "class Notifiee;"] + [f"class {r.name};" for r in e.reactors]
+    derived = e.base is not None
+    # A derived entity hears and is heard through its base's notifiee classes.
+    nested = [] if derived else ["class NotifieeConst;", "class Notifiee;"]
+    nested += [f"class {r.name};" for r in e.reactors]
+    if derived:
+        nested += [f"using Orv::AllocTracked<{name}>::operator new;", f"using Orv::AllocTracked<{name}>::operator delete;"]
     if keyof:
         nested.append(keyof)
     header = render(
         STRUCT_CLASS,
         name=name,
-        base="Orv::Entity",
+        base=e.base.qname if derived else "Orv::Entity",
         nested=nested,
         override=" override",
         typeIs=N.type_is(name),
@@ -290,7 +308,7 @@ def emit_entity(e):
         explicit="explicit " if (e.named or len(e.params) == 1) else "",
         members=s.members,
     )
-    notifiee = render(
+    notifiee = "" if derived else render(
         NOTIFIEE,
         name=name,
         handlers=s.handlers or ["// no notifying attributes"],
@@ -320,7 +338,8 @@ def emit_entity(e):
     )
     src.append(f"{name}::Ptr {N.factory(name)}({params}) {{ return {name}::{N.type_is(name)}({args}); }}")
     src.extend(s.source)
-    src.extend(dispatch_and_desc(e, s, "stateMachine" if e.sm else "entity", "Orv::Entity::orvAttr(op, id, arg)"))
+    fallback = f"{e.base.qname}::orvAttr(op, id, arg)" if derived else "Orv::Entity::orvAttr(op, id, arg)"
+    src.extend(dispatch_and_desc(e, s, "stateMachine" if e.sm else "entity", fallback))
     return header, notifiee, factory_decl, "\n".join(s.inline), "\n\n".join(src)
 
 
@@ -422,6 +441,8 @@ def order_entities(entities):
         if e.qname in done:
             return
         done.add(e.qname)
+        if e.base is not None and e.base.qname in local:
+            visit(local[e.base.qname])
         for a in e.attrs:
             if a.coll is not None and a.coll.shape == "new" and a.coll.elem.qname in local:
                 visit(local[a.coll.elem.qname])

@@ -1,6 +1,7 @@
 """Resolver: syntax tree -> frozen model. All validation happens here;
 emitters read only the model."""
 
+import re
 from dataclasses import dataclass, field
 from typing import Optional
 
@@ -178,6 +179,9 @@ class Entity:
     params: list = field(default_factory=list)  # Attr (keyed) ; empty for named
     hands: list = field(default_factory=list)
     init: bool = False
+    abstract: bool = False  # a base of derived entities; may have no key
+    base: Optional[object] = None  # the abstract entity this one derives from
+    virtuals: list = field(default_factory=list)  # Virtual operations of an abstract entity
 
     @property
     def qname(self):
@@ -190,6 +194,27 @@ class Entity:
     @property
     def collections(self):
         return [a for a in self.attrs if a.coll is not None]
+
+
+@dataclass
+class Virtual:
+    """A virtual operation declared by an abstract entity. Its base body fails
+    an assertion naming the operation's signature."""
+
+    ret: str
+    name: str
+    args: str
+    const: bool
+
+    @property
+    def decl(self):
+        return f"{self.ret} {self.name}({self.args}){' const' if self.const else ''}"
+
+    def signature(self, qname):
+        return f"virtual {self.ret} {qname}::{self.name}({self.args}){' const' if self.const else ''}"
+
+
+VIRTUAL_DECL = re.compile(r"^\s*(?P<ret>[\w:<>&*, ]+?)\s+(?P<name>\w+)\s*\((?P<args>[^()]*)\)\s*(?P<const>const)?\s*$")
 
 
 @dataclass
@@ -437,6 +462,8 @@ class Resolver:
         is_value = isinstance(t, ValueType)
         next_id = 2 if is_value else 258
         seen = {}
+        if td.base is not None:
+            next_id = self.resolve_base(td, t)
         reactor_hands = []
         if td.kind == "entity" and td.named and td.params:
             self.d.error(td.pos, "a named entity takes its name as its only constructor parameter")
@@ -455,6 +482,12 @@ class Resolver:
                     self.d.error(d.pos, "hand takes one string: a C++ member declaration")
                 else:
                     t.hands.append(d.args[0].value)
+            elif d.name == "abstract" and isinstance(t, Entity) and td.kind == "entity" and not td.named:
+                if d.args:
+                    self.d.error(d.pos, "abstract takes no arguments")
+                t.abstract = True
+            elif d.name == "virtual" and isinstance(t, Entity) and td.kind == "entity":
+                self.virtual_op(d, t)
             elif d.name == "init" and not is_value:
                 t.init = True
                 if d.args:
@@ -511,7 +544,13 @@ class Resolver:
             if not is_value and a.category == "key" and a.ctor_index is None:
                 self.d.error(a.pos, f"key attribute '{a.name}' must be a constructor parameter")
         t.params = params
-        if td.kind == "entity" and not td.named and not params:
+        if getattr(t, "virtuals", None) and not t.abstract:
+            self.d.error(td.pos, f"entity {t.name} declares virtual operations but is not abstract")
+        if getattr(t, "base", None) is not None:
+            for a in t.attrs:
+                if a is not None and a.category not in ("key", "computed", "constant"):
+                    self.d.error(a.pos, "a derived entity notifies through its base: it holds keys, constants and computed attributes only")
+        if td.kind == "entity" and not td.named and not params and not getattr(t, "abstract", False):
             self.d.error(td.pos, f"entity {t.name} needs a key constructor parameter or 'named'")
         if td.kind == "object":
             for a in t.attrs:
@@ -539,6 +578,32 @@ class Resolver:
                             setattr(a, bound, "0")
                         else:
                             setattr(a, bound, f"{v[1:]}()")
+
+    def resolve_base(self, td, t):
+        """The abstract entity t derives from; returns the first attribute id
+        of t, after the base's own."""
+        name, args, pos = td.base
+        if td.kind != "entity" or td.named or args:
+            self.d.error(pos, "only keyed entities derive from a base, which takes no arguments")
+            return 258
+        base = self.lookup(name, t.ns, pos)
+        if base is None:
+            return 258
+        if not isinstance(base, Entity) or not base.abstract:
+            self.d.error(pos, f"base '{name}' is not an abstract entity")
+            return 258
+        t.base = base
+        return 258 + len(base.attrs)
+
+    def virtual_op(self, d, t):
+        if len(d.args) != 1 or d.args[0].kind != "string":
+            self.d.error(d.pos, "virtual takes one string: the operation's C++ declaration")
+            return
+        m = VIRTUAL_DECL.match(d.args[0].value)
+        if m is None:
+            self.d.error(d.pos, f"cannot read the declaration '{d.args[0].value}'")
+            return
+        t.virtuals.append(Virtual(m["ret"].strip(), m["name"], m["args"].strip(), bool(m["const"])))
 
     def resolve_attr(self, ad, owner, aid):
         line = self.line_of(ad.pos)

@@ -256,6 +256,70 @@ class ResolverTest(unittest.TestCase):
         self.assertIn("m/T.model:4:3: error: key attribute 'id' must be a constructor parameter", d)
 
 
+    def test_abstract_bases_and_derived_entities(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            entity A {
+              abstract
+              virtual "bool q(Lumen::IntfId) const"
+              n: U32 counter
+            }
+            entity B(id) {
+              id: U32 key
+              virtual "void f()"
+              virtual "not a declaration"
+            }
+            entity C(id) : B {
+              id: U32 key
+            }
+            entity D(id) : A {
+              id: U32 key
+              extra: U32
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [
+                "m/T.model:11:3: error: cannot read the declaration 'not a declaration'",
+                "m/T.model:8:8: error: entity B declares virtual operations but is not abstract",
+                "m/T.model:13:16: error: base 'B' is not an abstract entity",
+                "m/T.model:18:3: error: a derived entity notifies through its base: it holds keys, constants "
+                "and computed attributes only",
+            ],
+        )
+        m = model(
+            """\
+            unit T
+            namespace T {
+            entity A {
+              abstract
+              virtual "const Lumen::IpAddr q(Lumen::IntfId, const Lumen::IpAddr&) const"
+              n: U32 counter
+              m: U32 counter
+            }
+            entity D(id) : A {
+              id: U32 key
+            }
+            }
+            """
+        )
+        a, dd = m.entities
+        self.assertIs(dd.base, a)
+        self.assertEqual(dd.attrs[0].id, 260)
+        self.assertEqual(
+            a.virtuals[0].signature("T::A"),
+            "virtual const Lumen::IpAddr T::A::q(Lumen::IntfId, const Lumen::IpAddr&) const",
+        )
+        header = emit.emit_unit(m)["T.h"]
+        self.assertIn("class IPMODEL_API D : public T::A, public Orv::AllocTracked<D> {", header)
+        self.assertNotIn("class D::NotifieeConst", header)
+        self.assertLess(header.index("class IPMODEL_API A "), header.index("class IPMODEL_API D "))
+
+
 class WriterTest(unittest.TestCase):
     def test_block_values_take_the_placeholder_indentation(self):
         out = writer.render("a {\n  $body$\n}\n$gone$\nx $v$ y", body="one\n\ntwo", gone="", v="V")
