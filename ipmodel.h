@@ -13,4 +13,5 @@
 #include <ipmodel/Ip/Ip.h>
 #include <ipmodel/Ip6/Ip6.h>
 #include <ipmodel/Ip6/SourceAddressSelection.h>
+#include <ipmodel/IpGen/IpGen.h>
 #include <ipmodel/SrcIntf/SrcIntf.h>
