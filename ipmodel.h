@@ -14,4 +14,6 @@
 #include <ipmodel/Ip6/Ip6.h>
 #include <ipmodel/Ip6/SourceAddressSelection.h>
 #include <ipmodel/IpGen/IpGen.h>
+#include <ipmodel/IpGen/IpGenIntfSm.h>
+#include <ipmodel/IpGen/IpGenStatusSm.h>
 #include <ipmodel/SrcIntf/SrcIntf.h>
