@@ -17,3 +17,4 @@
 #include <ipmodel/IpGen/IpGenIntfSm.h>
 #include <ipmodel/IpGen/IpGenStatusSm.h>
 #include <ipmodel/SrcIntf/SrcIntf.h>
+#include <ipmodel/SrcIntf/SrcGenIntf.h>
