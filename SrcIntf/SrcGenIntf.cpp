@@ -65,8 +65,9 @@ void clearIn(const char* sig, SourceIntfDir& dir, const Status* status,
 
 // The interface the latest change named; the empty id without a status.
 template <class Status>
-Lumen::IntfId changedIntfOf(const Orv::Ptr<const Status>& status) {
-  return status ? status->changedIntf() : Lumen::IntfId();
+const Lumen::IntfId& changedIntfOf(const Orv::Ptr<const Status>& status) {
+  static const Lumen::IntfId none;
+  return status ? status->changedIntf() : none;
 }
 
 }  // namespace
