@@ -112,11 +112,12 @@ def emit_value(v):
             pub.append(f"bool {N.deleter(a.name)}({kp} k) {{ return static_cast<bool>({m}.extract(k)); }}")
             pub.append(f"void {N.delete_all(a.name)}() {{ {m}.clear(); }}")
         else:
-            ret = a.cpp if a.type.by_value else f"const {a.cpp}&"
+            by_value = a.type is not None and a.type.by_value
+            ret = a.cpp if by_value else f"const {a.cpp}&"
             pub.append(f"{ret} {a.name}() const {{ return {m}; }}")
-            if a.category == "stored":
+            if a.category in ("stored", "pointer"):
                 pub.append(f"void {N.setter(a.name)}({a.param} v) {{ {m} = v; }}")
-            init = f" = {a.default}" if a.default is not None else ("{}" if a.type.by_value else "")
+            init = f" = {a.default}" if a.default is not None else ("{}" if by_value else "")
             members.append(f"{a.cpp} {m}{init};")
         fields.append(f"Orv::Field<{name}, {a.cpp}>{{{cpp_string(a.name)}, &{name}::{m}}}")
     pub.extend(v.hands)
@@ -146,6 +147,12 @@ def emit_value(v):
             f"{q}::{name}(std::string::const_iterator begin, std::string::const_iterator end)\n"
             f"    : {tm}(Orv::strepToValue<{ta.cpp}>(std::string_view(begin, end))) {{}}"
         )
+    elif v.has_pointer:
+        # Entities print by full name but cannot be found again from text.
+        source.append(
+            f"{q}::{name}(std::string::const_iterator, std::string::const_iterator) {{\n"
+            f"  ORV_ASSERT_IN(false && \"No String constructor for {name} - has pointer\", __PRETTY_FUNCTION__);\n}}"
+        )
     elif v.has_collection:
         source.append(
             f"{q}::{name}(std::string::const_iterator, std::string::const_iterator) {{\n"
@@ -156,20 +163,28 @@ def emit_value(v):
             f"{q}::{name}(std::string::const_iterator begin, std::string::const_iterator end) {{\n"
             f"  Orv::valueTypeFromStrep(*this, std::string_view(begin, end));\n}}"
         )
-    source.append(f"{q}::{name}(Orv::NboAttrLog::In& in) {{ Orv::valueTypeRead(in, *this); }}")
+    if v.has_pointer:
+        # A pointer has no attribute-log form: such values stay in one process.
+        nolog = f"ORV_ASSERT_IN(false && \"No attribute-log form for {name} - has pointer\", __PRETTY_FUNCTION__);"
+        source.append(f"{q}::{name}(Orv::NboAttrLog::In&) {{ {nolog} }}")
+        source.append(f"Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& o, const {name}&) {{\n  {nolog}\n  return o;\n}}")
+        source.append(f"Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& i, {name}&) {{\n  {nolog}\n  return i;\n}}")
+    else:
+        source.append(f"{q}::{name}(Orv::NboAttrLog::In& in) {{ Orv::valueTypeRead(in, *this); }}")
     if v.text_attr is not None:
         source.append(f"Orv::String valueToStrep(const {name}& v) {{ return Orv::valueToStrep(v.{v.text_attr}()); }}")
     else:
         source.append(f"Orv::String valueToStrep(const {name}& v) {{ return Orv::valueTypeToStrep(v); }}")
     source.append(f"std::ostream& operator<<(std::ostream& os, const {name}& v) {{ return os << valueToStrep(v); }}")
-    source.append(
-        f"Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& o, const {name}& v) {{\n"
-        f"  Orv::valueTypeWrite(o, v);\n  return o;\n}}"
-    )
-    source.append(
-        f"Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& i, {name}& v) {{\n"
-        f"  Orv::valueTypeRead(i, v);\n  return i;\n}}"
-    )
+    if not v.has_pointer:
+        source.append(
+            f"Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& o, const {name}& v) {{\n"
+            f"  Orv::valueTypeWrite(o, v);\n  return o;\n}}"
+        )
+        source.append(
+            f"Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& i, {name}& v) {{\n"
+            f"  Orv::valueTypeRead(i, v);\n  return i;\n}}"
+        )
     source.append(
         f"namespace {{\nconst Orv::AttrDesc orvAttrs_{name}[] = {{\n" + "\n".join(rows) + "\n};\n}  // namespace\n"
         f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::value, orvAttrs_{name}, "

@@ -158,11 +158,15 @@ class ValueType:
 
     @property
     def stored(self):
-        return [a for a in self.attrs if a.category in ("key", "stored", "collection")]
+        return [a for a in self.attrs if a.category in ("key", "stored", "pointer", "collection")]
 
     @property
     def has_collection(self):
         return any(a.coll is not None for a in self.attrs)
+
+    @property
+    def has_pointer(self):
+        return any(a.ptr_target is not None for a in self.attrs)
 
 
 @dataclass

@@ -342,6 +342,23 @@ TEST(ModelValueDeathTest, CollectionValuesHaveNoTextReaderAndNoDefaultKeys) {
   EXPECT_DEATH(out << g, "Default key not supported in collection inside nominal\n");
 }
 
+TEST(ModelValueDeathTest, PointerValuesPrintTheEntityButHaveNoReaders) {
+  auto root = Kitchen::rootFactory("r");
+  Kitchen::Cursor c(root->holderIs(IntfId("h")));
+  c.atIs(2);
+  EXPECT_EQ(Orv::valueToStrep(c), "Value('Kitchen::Cursor', ** {'holder': /r/holder/h, 'at': 2})");
+  EXPECT_EQ(Orv::valueToStrep(Kitchen::Cursor()),
+            "Value('Kitchen::Cursor', ** {'holder': null, 'at': 0})");
+  EXPECT_FALSE(c == Kitchen::Cursor(c.holder()));
+  c.holderIs(nullptr);
+  c.atIs(0);
+  EXPECT_TRUE(!c);
+  EXPECT_DEATH(Orv::strepToValue<Kitchen::Cursor>("Value('Kitchen::Cursor', ** {})"),
+               "No String constructor for Cursor - has pointer");
+  auto out = Orv::NboAttrLog::Out::outIs();
+  EXPECT_DEATH(*out << c, "No attribute-log form for Cursor - has pointer");
+}
+
 TEST(ModelEnum, OperationsLookUpTheEnumeratorTable) {
   EXPECT_EQ(Kitchen::ColourInstance(7u), Kitchen::Colour::blue);
   EXPECT_EQ(Kitchen::ColourInstance(Orv::String("green")), Kitchen::Colour::green);
