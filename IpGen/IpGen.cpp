@@ -1,10 +1,72 @@
 // The family-neutral view: resetting the changed fields, and the adapters
 // that answer the generic queries from the IPv4 and IPv6 models.
 #include <ipmodel/IpGen/IpGen.h>
+#include <ipmodel/Orv/Trace.h>
 
 namespace IpGen {
 
 namespace {
+
+Orv::TraceHandle trace("Ira::IpGen");
+
+constexpr const char* kInitialize =
+    "void IpGen::McaddrIteratorConst::doInitializeCurrentIntfAddrInfo()";
+constexpr const char* kAdvance =
+    "IpGen::McaddrIteratorConst& IpGen::McaddrIteratorConst::operator+=(U32)";
+
+// The texts of one family's walk.
+struct WalkTexts {
+  const char* found;
+  const char* none;
+};
+constexpr WalkTexts kV4{" Found V4 mcaddr entry", " No V4 mcaddr entries"};
+constexpr WalkTexts kV6{" Found V6 mcaddr entry", " No V6 mcaddr entries"};
+
+// A family's membership key in generic form, and back.
+template <class Info>
+IntfAddrInfo generic(const Info& info) {
+  return IntfAddrInfo(info.intfId(), Lumen::IpGenAddr(info.addr()));
+}
+Ip::IntfAddrInfo familyKey(const Ip::IntfAddrInfo*, const IntfAddrInfo& info) {
+  return Ip::IntfAddrInfo(info.intfId(), info.addr().v4());
+}
+Ip6::IntfAddrInfo familyKey(const Ip6::IntfAddrInfo*, const IntfAddrInfo& info) {
+  return Ip6::IntfAddrInfo(info.intfId(), info.addr().v6());
+}
+
+// Starts a walk over one family's memberships: the first element, or done.
+template <class Groups>
+void walkStart(const Groups& groups, const WalkTexts& texts, IntfAddrInfo& curr, bool& done) {
+  auto coll = groups.mcaddr();
+  if (coll.begin() == coll.end()) {
+    done = true;
+    ORV_TRACE_FN(trace, 8, kInitialize, texts.none);
+    return;
+  }
+  curr = generic(coll.begin().key());
+  ORV_TRACE_FN(trace, 8, kInitialize, texts.found << curr.pretty());
+}
+
+// One step from the element the walk remembers, found again by its key.
+template <class Groups>
+void walkStep(const Groups& groups, const WalkTexts& texts, IntfAddrInfo& curr, bool& done) {
+  auto coll = groups.mcaddr();
+  using Key = std::remove_cvref_t<decltype(coll.begin().key())>;
+  auto it = coll.lowerBound(familyKey(static_cast<const Key*>(nullptr), curr));
+  if (it == coll.end()) {
+    ORV_TRACE_FN(trace, 8, kAdvance, " Current was the last element");
+    done = true;
+    return;
+  }
+  ++it;
+  if (it == coll.end()) {
+    ORV_TRACE_FN(trace, 8, kAdvance, texts.none);
+    done = true;
+    return;
+  }
+  curr = generic(it.key());
+  ORV_TRACE_FN(trace, 8, kAdvance, texts.found << curr.pretty());
+}
 
 // The address of a generic query in the adapter's family; false when the
 // caller asked about the other family (no such address can be present).
@@ -65,6 +127,41 @@ std::uint32_t IntfAddrInfo::hash() const { return intfId_.hash() + addr_.hash();
 
 Orv::String IntfAddrInfo::pretty() const {
   return "( " + intfId_.stringValue() + ", " + Lumen::valueToStrep(addr_) + " ) ";
+}
+
+// --- walking the memberships ---------------------------------------------------
+
+void McaddrIteratorConst::doInitializeCurrentIntfAddrInfo() {
+  ipv4Minfo_ = nullptr;
+  ipv6Minfo_ = nullptr;
+  done_ = false;
+  switch (minfo_->af()) {
+    case Lumen::AddressFamily::ipv4:
+      ipv4Minfo_ = dynamic_cast<const Ipv4MulticastGroupsForApplications&>(*minfo_).groups();
+      walkStart(*ipv4Minfo_, kV4, currIntfAddrInfo_, done_);
+      return;
+    case Lumen::AddressFamily::ipv6:
+      ipv6Minfo_ = dynamic_cast<const Ipv6MulticastGroupsForApplications&>(*minfo_).groups();
+      walkStart(*ipv6Minfo_, kV6, currIntfAddrInfo_, done_);
+      return;
+    default:
+      ORV_ASSERT_IN(0 && "AddressFamily not supported", kInitialize);
+  }
+}
+
+// One element per call, whatever the count: the count is ignored on purpose.
+McaddrIteratorConst& McaddrIteratorConst::operator+=(std::uint32_t) {
+  switch (minfo_->af()) {
+    case Lumen::AddressFamily::ipv4:
+      walkStep(*ipv4Minfo_, kV4, currIntfAddrInfo_, done_);
+      break;
+    case Lumen::AddressFamily::ipv6:
+      walkStep(*ipv6Minfo_, kV6, currIntfAddrInfo_, done_);
+      break;
+    default:
+      ORV_ASSERT_IN(0 && "AddressFamily not supported", kAdvance);
+  }
+  return *this;
 }
 
 // --- the changed fields go back to their defaults without notification -----

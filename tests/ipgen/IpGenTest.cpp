@@ -3,6 +3,8 @@
 // objects that answer nothing.
 #include "IpGenFixture.h"
 
+#include <ipmodel/Orv/Trace.h>
+
 namespace {
 
 using namespace ipgentest;
@@ -105,6 +107,83 @@ TEST(IpGenMulticast, SettingFalseRemovesTheMembershipInEitherFamily) {
   m6->mcaddrDel(i6);
   EXPECT_EQ(g6->mcaddr().size(), 0u);
   EXPECT_EQ(m6->af(), Lumen::AddressFamily::ipv6);
+}
+
+// Walks every membership, counting by five to show that each step is one.
+std::vector<std::string> walk(const IpGen::MulticastGroupsForApplications::Ptr& m) {
+  IpGen::McaddrIteratorConst it(m);
+  std::vector<std::string> seen;
+  for (it.doInitializeCurrentIntfAddrInfo(); !it.done(); it += 5) {
+    seen.push_back(it.currIntfAddrInfo().pretty());
+  }
+  return seen;
+}
+
+TEST(IpGenMulticast, IteratorWalksEachFamilyOneElementPerStep) {
+  auto g4 = Ip::multicastGroupsForApplicationsFactory("m4");
+  auto g6 = Ip6::multicastGroupsForApplicationsFactory("m6");
+  auto m4 = IpGen::ipv4MulticastGroupsForApplicationsFactory(g4);
+  auto m6 = IpGen::ipv6MulticastGroupsForApplicationsFactory(g6);
+  IpGen::McaddrIteratorConst empty(m4);
+  empty.doInitializeCurrentIntfAddrInfo();
+  EXPECT_TRUE(empty.done());
+  EXPECT_EQ(empty.currIntfAddrInfo(), IpGen::IntfAddrInfo());
+  EXPECT_EQ(empty.ipv4Minfo(), g4);
+  EXPECT_FALSE(empty.ipv6Minfo());
+
+  std::vector<std::string> expect4, expect6;
+  for (const char* id : {"Ethernet1", "Ethernet2", "Ethernet3"}) {
+    for (const char* a : {"239.1.1.1", "239.1.1.2"}) {
+      m4->mcaddrIs(IpGen::IntfAddrInfo(IntfId(id), IpGenAddr(a)), true);
+    }
+    m6->mcaddrIs(IpGen::IntfAddrInfo(IntfId(id), IpGenAddr("ff02::5")), true);
+  }
+  // Every member once, in the collection's own order.
+  for (auto it = g4->mcaddr().begin(); it != g4->mcaddr().end(); ++it) {
+    expect4.push_back(IpGen::IntfAddrInfo(it.key().intfId(), IpGenAddr(it.key().addr())).pretty());
+  }
+  for (auto it = g6->mcaddr().begin(); it != g6->mcaddr().end(); ++it) {
+    expect6.push_back(IpGen::IntfAddrInfo(it.key().intfId(), IpGenAddr(it.key().addr())).pretty());
+  }
+  EXPECT_EQ(walk(m4), expect4);
+  EXPECT_EQ(walk(m6), expect6);
+  EXPECT_EQ(expect4.size(), 6u);
+
+  // A finished walk keeps its last element; the text names the objects.
+  IpGen::McaddrIteratorConst it(m6);
+  it.doInitializeCurrentIntfAddrInfo();
+  it += 1;
+  it += 1;
+  it += 1;
+  EXPECT_TRUE(it.done());
+  EXPECT_EQ(it.currIntfAddrInfo().pretty(), expect6.back());
+  EXPECT_EQ(
+      Orv::valueToStrep(IpGen::McaddrIteratorConst()),
+      "Value('IpGen::McaddrIteratorConst', ** {'minfo': null, 'done': false, 'currIntfAddrInfo': "
+      "Value('IpGen::IntfAddrInfo', ** {'intfId': , 'addr': }), 'ipv4Minfo': null, "
+      "'ipv6Minfo': null})");
+}
+
+TEST(IpGenMulticast, IteratorTracesEachStep) {
+  auto g4 = Ip::multicastGroupsForApplicationsFactory("m4");
+  auto m4 = IpGen::ipv4MulticastGroupsForApplicationsFactory(g4);
+  m4->mcaddrIs(IpGen::IntfAddrInfo(IntfId("Ethernet1"), IpGenAddr("239.1.1.1")), true);
+  std::vector<std::string> lines;
+  Orv::traceLevelIs("Ira::IpGen", 8, true);
+  Orv::traceSinkIs([&](const Orv::TraceRecord& r) {
+    lines.push_back(std::string(r.function) + "|" + std::string(r.message));
+  });
+  IpGen::McaddrIteratorConst it(m4);
+  it.doInitializeCurrentIntfAddrInfo();
+  it += 1;
+  it += 1;  // once done, a step starts again from the remembered last element
+  Orv::traceSinkIs(nullptr);
+  Orv::traceLevelIs("Ira::IpGen", 8, false);
+  const std::string init = "void IpGen::McaddrIteratorConst::doInitializeCurrentIntfAddrInfo()";
+  const std::string step =
+      "IpGen::McaddrIteratorConst& IpGen::McaddrIteratorConst::operator+=(U32)";
+  EXPECT_EQ(lines, (Lines{init + "| Found V4 mcaddr entry( Ethernet1, 239.1.1.1 ) ",
+                          step + "| No V4 mcaddr entries", step + "| No V4 mcaddr entries"}));
 }
 
 TEST(IpGenStatus, ResetClearsTheChangedFieldsQuietlyAndKeepsTheCounters) {
