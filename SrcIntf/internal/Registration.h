@@ -3,8 +3,6 @@
 // user (filling its address at once) and removal after its last user.
 #pragma once
 
-#include <source_location>
-
 #include <ipmodel/Orv/Assert.h>
 #include <ipmodel/Orv/Trace.h>
 
@@ -18,13 +16,13 @@ namespace SrcIntfDetail {
 template <class Dir, class Fill>
 auto registerIn(const Orv::TraceHandle& trace, const char* sig, Dir& dir,
                 const Lumen::IntfId& intfId, Fill&& fill,
-                std::source_location at = std::source_location::current()) {
+                const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
   SRC_TRACE_IN(trace, sig, ":" << intfId);
   auto sip = dir.sourceIntf(intfId);
   if (!sip) {
     SRC_TRACE_IN(trace, sig, " adding entry " << intfId);
     sip = dir.sourceIntfIs(intfId);
-    if (!sip) Orv::assertFail("sip", at.file_name(), static_cast<int>(at.line()), sig);
+    if (!sip) Orv::assertFail("sip", file, line, sig);
     fill();
   }
   sip->refCntInc(1);
