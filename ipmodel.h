@@ -13,4 +13,8 @@
 #include <ipmodel/Ip/Ip.h>
 #include <ipmodel/Ip6/Ip6.h>
 #include <ipmodel/Ip6/SourceAddressSelection.h>
+#include <ipmodel/IpGen/IpGen.h>
+#include <ipmodel/IpGen/IpGenIntfSm.h>
+#include <ipmodel/IpGen/IpGenStatusSm.h>
 #include <ipmodel/SrcIntf/SrcIntf.h>
+#include <ipmodel/SrcIntf/SrcGenIntf.h>

@@ -3,6 +3,7 @@
 // its interface.
 #include <ipmodel/Orv/Trace.h>
 #include <ipmodel/SrcIntf/SrcIntf.h>
+#include <ipmodel/SrcIntf/internal/Registration.h>
 
 namespace Ip::SourceIntf {
 
@@ -29,38 +30,10 @@ constexpr const char* kDelete = "void Ip::SourceIntf::SourceIntfSm::OrvIpIntfSta
 constexpr const char* kVrfDelete =
     "void Ip::SourceIntf::VrfSourceIntfSm::OrvIpIntfStatus::handleDel()";
 
-#define SRC_TRACE(sig, pieces) ORV_TRACE_FN(trace, 8, sig, sig << pieces)
+#define SRC_TRACE(sig, pieces) SRC_TRACE_IN(trace, sig, pieces)
 
-// Shared by both machines: count one more user, creating the record (and
-// filling its address through fill) for the first one.
-template <class Fill>
-SourceIntf::Ptr registerIn(const char* sig, SourceIntfDir& dir, const Lumen::IntfId& intfId,
-                           Fill&& fill) {
-  SRC_TRACE(sig, ":" << intfId);
-  SourceIntf::Ptr sip = dir.sourceIntf(intfId);
-  if (!sip) {
-    SRC_TRACE(sig, " adding entry " << intfId);
-    sip = dir.sourceIntfIs(intfId);
-    ORV_ASSERT(sip);
-    fill();
-  }
-  sip->refCntInc(1);
-  SRC_TRACE(sig, ":"
-                     << "Refcnt: " << sip->refCnt());
-  return sip;
-}
-
-void unregisterIn(const char* sig, SourceIntfDir& dir, const SourceIntf::Ptr& sip) {
-  const Lumen::IntfId intfId = sip->intfId();
-  SRC_TRACE(sig, ":" << intfId);
-  sip->refCntDec(1);
-  SRC_TRACE(sig, ":"
-                     << "Refcnt: " << sip->refCnt());
-  if (sip->refCnt() == 0) {
-    SRC_TRACE(sig, "deleting " << intfId << " from collection");
-    dir.sourceIntfDel(intfId);
-  }
-}
+using SrcIntfDetail::registerIn;
+using SrcIntfDetail::unregisterIn;
 
 // The interface's status left the watched collection: its records get no
 // address until it comes back.
@@ -88,11 +61,12 @@ void sweep(Sm& sm, const Coll& entries) {
 // --- whole-system machine ---------------------------------------------------
 
 SourceIntf::Ptr SourceIntfSm::registerSourceIntf(const Lumen::IntfId& intfId) {
-  return registerIn(kRegister, *sourceIntfDir_, intfId, [&] { handleActiveAddrWithMask(intfId); });
+  return registerIn(trace, kRegister, *sourceIntfDir_, intfId,
+                    [&] { handleActiveAddrWithMask(intfId); });
 }
 
 void SourceIntfSm::unregisterSourceIntf(const SourceIntf::Ptr& sip) {
-  unregisterIn(kUnregister, *sourceIntfDir_, sip);
+  unregisterIn(trace, kUnregister, *sourceIntfDir_, sip);
 }
 
 void SourceIntfSm::handleActiveAddrWithMask(const Lumen::IntfId& intfId) {
@@ -134,13 +108,13 @@ void SourceIntfSm::OrvIpIntfStatus::handleDel() {
 // --- per-VRF machine --------------------------------------------------------
 
 SourceIntf::Ptr VrfSourceIntfSm::registerSourceIntf(const Lumen::IntfId& intfId) {
-  return registerIn(kVrfRegister, *sourceIntfDir_, intfId, [&] {
+  return registerIn(trace, kVrfRegister, *sourceIntfDir_, intfId, [&] {
     if (auto r = ipIntfStatus(intfId)) r->handleActiveAddrWithMask();
   });
 }
 
 void VrfSourceIntfSm::unregisterSourceIntf(const SourceIntf::Ptr& sip) {
-  unregisterIn(kVrfUnregister, *sourceIntfDir_, sip);
+  unregisterIn(trace, kVrfUnregister, *sourceIntfDir_, sip);
 }
 
 void VrfSourceIntfSm::OrvVrfIpIntfStatus::onIpIntfStatus(const Lumen::IntfId& intfId) {

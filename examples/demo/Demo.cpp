@@ -1,6 +1,8 @@
 // The main job of the library, shown end to end: an agent publishes IPv4
 // interface status, a source-interface machine derives the records that
-// clients follow, and every change is printed as it happens.
+// clients follow, and every change is printed as it happens; then the same
+// road for IPv4 and IPv6 through the family-neutral view.
+#include <functional>
 #include <iostream>
 
 #include <ipmodel/ipmodel.h>
@@ -32,6 +34,47 @@ class StatusPrinter : public Ip::IpIntfStatus::NotifieeConst {
               << Orv::valueToStrep(notifier()->useVirtualAddr()) << "\n";
   }
 };
+
+// Prints each counter of a family-neutral status as it moves, with the
+// change it names (readable only during the notification).
+class GenericCounterPrinter : public IpGen::Status::NotifieeConst {
+ public:
+  void onAddrChanged() override { print("addrChanged"); }
+  void onActiveAddrChanged() override { print("activeAddrChanged"); }
+
+ private:
+  void print(const char* counter) {
+    std::cout << "  generic " << notifier()->af() << " status: " << counter << " intf "
+              << notifier()->changedIntf() << " addr " << notifier()->changedAddr() << "\n";
+  }
+};
+
+// A client of a generic source-interface record.
+class GenericClient : public IpGen::SourceIntf::SourceIntf::NotifieeConst {
+ public:
+  void onIpAddr() override {
+    std::cout << "  generic client: source address of " << notifier()->intfId() << " is now "
+              << notifier()->ipAddr() << "\n";
+  }
+};
+
+// One event's whole road through the family-neutral view: setter, generic
+// status machine and counters, generic source-interface record, client.
+void genericRoad(const IpGen::Status::Ptr& generic, const Lumen::IntfId& intfId,
+                 const std::function<void()>& setter) {
+  auto statusSm = IpGen::statusSmFactory(generic);
+  GenericCounterPrinter counters;
+  counters.notifierIs(generic);
+  auto dir = IpGen::SourceIntf::sourceIntfDirFactory("genericSourceIntf");
+  auto sm = IpGen::SourceIntf::SourceIntfSm::SourceIntfSmIs(dir, generic);
+  auto record = sm->registerSourceIntf(intfId);
+  GenericClient client;
+  client.notifierIs(record);
+  setter();
+  client.notifierIs(nullptr);
+  counters.notifierIs(nullptr);
+  sm->unregisterSourceIntf(record);
+}
 
 }  // namespace
 
@@ -98,6 +141,22 @@ int main() {
   client.notifierIs(nullptr);
   sm->unregisterSourceIntf(record);
   Orv::traceSinkIs(nullptr);
+  Orv::traceLevelIs("SrcIntf", 8, false);
+
+  std::cout << "7. The same road through the family-neutral view, IPv4 then IPv6\n";
+  auto eth2 = Lumen::IntfId("Ethernet2");
+  auto s4 = input->ipIntfStatusIs(eth2, l3Input->intfStatusIs(eth2));
+  status->ipIntfStatusIs(s4);
+  genericRoad(IpGen::ipv4StatusFactory(status), eth2,
+              [&] { s4->activeAddrWithMaskIs(Lumen::IpAddrWithMask("10.0.2.1/24")); });
+  auto input6 = Ip6::Input::statusFactory("ip6input");
+  auto status6 = Ip6::statusFactory("status6");
+  auto s6 = input6->intfIs(eth2, l3Input->intfStatusIs(eth2));
+  status6->intfIs(s6);
+  genericRoad(IpGen::ipv6StatusFactory(status6), eth2, [&] {
+    s6->addrIs(Ip6::AddressInfo(Lumen::Ip6AddrWithMask("2001:db8::2/64")));  // not the active one
+    s6->addrIs(Ip6::AddressInfo(Lumen::Ip6AddrWithMask("fe80::2/64")));
+  });
   std::cout << "done: " << Orv::AllocTrackTypeInfo::totalLiveObjects()
             << " framework objects alive before teardown\n";
   return 0;

@@ -13,6 +13,7 @@ known, in passes:
      frozen types in declaration order, value and registration order.
 """
 
+import re
 from dataclasses import dataclass, field
 from typing import Optional
 
@@ -167,6 +168,12 @@ class ValueType:
     def has_collection(self):
         return any(a.coll is not None for a in self.attrs)
 
+    @property
+    def has_pointer(self):
+        """Holds an entity pointer: printed, but read back from neither text
+        nor an attribute log."""
+        return any(a.kind == "pointer" for a in self.attrs)
+
 
 @dataclass(frozen=True)
 class Entity:
@@ -180,10 +187,25 @@ class Entity:
     reactors: tuple = ()
     hands: tuple = ()
     init_fn: Optional[str] = None  # hand-written function run at the end of the constructor
+    abstract: bool = False  # a base of derived entities: may have no key, may declare virtual operations
+    virtuals: tuple = ()  # Virtual operations of an abstract entity
+    base: Optional["Entity"] = None  # the entity this one derives from
+    base_args: tuple = ()  # Default: fixed values of the base's constructor parameters after its name
 
     @property
     def qname(self):
         return "::".join(self.ns + (self.name,))
+
+    @property
+    def keyless(self):
+        """Neither a key nor a name: identified by its pointer alone."""
+        return self.kind == "entity" and not self.named and not self.params
+
+    @property
+    def end_id(self):
+        """The identifier after the last of its attributes, its base's included:
+        a derived entity numbers its own attributes from there."""
+        return max([a.id + 1 for a in self.attrs] + [self.base.end_id if self.base else 258])
 
     @property
     def counted(self):
@@ -196,6 +218,21 @@ class Entity:
     @property
     def key(self):
         return self.params[0] if self.params else None
+
+
+@dataclass(frozen=True)
+class Virtual:
+    """A virtual operation an abstract entity declares, as its C++
+    declaration states it. The base's own body fails an assertion: only
+    derived entities answer it."""
+
+    ret: str
+    name: str
+    args: str
+    const: bool
+
+
+VIRTUAL_DECL = re.compile(r"^\s*(?P<ret>[\w:<>&*, ]+?)\s+(?P<name>\w+)\s*\((?P<args>[^()]*)\)\s*(?P<const>const)?\s*$")
 
 
 @dataclass(frozen=True)
@@ -260,6 +297,13 @@ class _Draft:
     hands: list = field(default_factory=list)
     text_attr: Optional[str] = None
     init_fn: Optional[str] = None
+    abstract: bool = False
+    virtuals: list = field(default_factory=list)
+    base: object = None  # the base entity: a _Draft of this unit or a frozen Entity
+    base_args: tuple = ()
+    first_id: int = 258
+    frozen: object = None  # the assembled type
+    planned: bool = False  # plain members resolved
 
 
 DEFERRED_SHAPES = ("by", "ptrby", "new", "reactor")
@@ -508,12 +552,15 @@ class Resolver:
 
     # pass 2: directives, plain attributes and constructor parameters
     def plain_members(self, dr):
+        if dr.planned:
+            return  # a base resolved before the entity deriving from it
+        dr.planned = True
         td = dr.decl
         is_value = td.kind == "value"
-        if td.kind == "entity" and td.named and td.params:
-            self.d.error(td.pos, "a named entity takes its name as its only constructor parameter")
         self.directives(dr, is_value)
-        next_id = 2 if is_value else 258
+        if td.base is not None:
+            self.resolve_base(dr)
+        next_id = 2 if is_value else dr.first_id
         for ad in td.attrs:
             if ad.name in dr.by_name:
                 self.d.error(ad.pos, f"attribute '{ad.name}' declared twice in {dr.ref.qname}")
@@ -559,8 +606,75 @@ class Resolver:
                     dr.hands.append(d.args[0].value)
             elif d.name == "init" and not is_value:
                 dr.init_fn = d.args[0].text if d.args else "initialize"
+            elif d.name == "abstract" and td.kind == "entity" and not td.named:
+                if d.args:
+                    self.d.error(d.pos, "abstract takes no arguments")
+                dr.abstract = True
+            elif d.name == "virtual" and td.kind == "entity":
+                self.virtual_op(d, dr)
             else:
                 self.d.error(d.pos, f"directive '{d.name}' does not apply to {td.kind} {td.name}")
+
+    def resolve_base(self, dr):
+        """The entity dr derives from, with fixed values for the base's
+        constructor parameters after its name. A base is named or keyless
+        (abstract); a derived entity is named when its base is, and numbers
+        its attributes after the base's."""
+        td = dr.decl
+        bname, args, pos = td.base
+        if td.kind != "entity":
+            self.d.error(pos, f"only entities derive from a base, not {td.kind} {td.name}")
+            return
+        base = self.lookup(bname, dr.ref.ns, pos)
+        if base is None:
+            return
+        if isinstance(base, _Draft):
+            if base is dr:
+                self.d.error(pos, f"{dr.ref.qname} cannot derive from itself")
+                return
+            self.plain_members(base)
+            ok = base.decl.kind == "entity" and base.decl.base is None
+            named, keyless, bparams = base.ref.named, base.abstract and not base.decl.params, base.decl.params
+            first = 258 + len(base.slots)
+        else:
+            ok = isinstance(base, Entity) and base.kind == "entity" and base.base is None
+            named = ok and base.named
+            keyless = ok and base.keyless
+            bparams = base.params if ok else ()
+            first = base.end_id if ok else 258
+        if not ok or not (named or keyless):
+            self.d.error(pos, f"base '{bname}' is not a named or abstract entity")
+            return
+        if named != td.named:
+            self.d.error(pos, f"{dr.ref.qname} must be named exactly when its base '{bname}' is")
+            return
+        if len(args) != len(bparams):
+            self.d.error(pos, f"base '{bname}' takes {len(bparams)} values after its name, not {len(args)}")
+            return
+        dr.base = base
+        dr.first_id = first
+        dr.base_args = tuple(args)
+
+    def base_defaults(self, dr):
+        """The base's fixed constructor values, checked against the types of
+        the base's parameters (known once the base's members are)."""
+        if not dr.base_args:
+            return ()
+        out = []
+        for p, lit in zip(self.params_of(dr.base), dr.base_args):
+            t = self.lookup(p.type.qname, (), lit.pos) if isinstance(p.type, TypeName) else p.type
+            out.append(self.default_of(t, lit))
+        return tuple(out)
+
+    def virtual_op(self, d, dr):
+        if len(d.args) != 1 or d.args[0].kind != "string":
+            self.d.error(d.pos, "virtual takes one string: the operation's C++ declaration")
+            return
+        m = VIRTUAL_DECL.match(d.args[0].value)
+        if m is None:
+            self.d.error(d.pos, f"cannot read the declaration '{d.args[0].value}'")
+            return
+        dr.virtuals.append(Virtual(m["ret"].strip(), m["name"], m["args"].strip(), bool(m["const"])))
 
     def params(self, dr, is_value):
         for pname, ppos in dr.decl.params:
@@ -586,8 +700,15 @@ class Resolver:
             for a in plain:
                 if a.category == "key" and id(a) not in in_params:
                     self.d.error(a.pos, f"key attribute '{a.name}' must be a constructor parameter")
-        if td.kind == "entity" and not td.named and not dr.params:
+        if td.kind == "entity" and not td.named and not dr.params and not dr.abstract:
             self.d.error(td.pos, f"entity {td.name} needs a key constructor parameter or 'named'")
+        if dr.virtuals and not dr.abstract:
+            self.d.error(td.pos, f"entity {td.name} declares virtual operations but is not abstract")
+        if dr.base is not None:
+            for a in plain:
+                if a.category not in ("key", "computed", "constant"):
+                    self.d.error(a.pos, "a derived entity notifies through its base: it holds keys, constants "
+                                 "and computed attributes only")
         if td.kind == "object":
             for a in plain:
                 if a.category == "pointer":
@@ -833,6 +954,11 @@ class Resolver:
                     owner[n] = a.name
 
     def assemble(self, dr):
+        if dr.frozen is None:
+            dr.frozen = self.assemble_once(dr)
+        return dr.frozen
+
+    def assemble_once(self, dr):
         if dr.enum is not None or dr.ref.kind == "enum":
             return dr.enum
         td = dr.decl
@@ -858,8 +984,9 @@ class Resolver:
         if dr.ref.kind == "value":
             return ValueType(td.name, td.namespace, td.pos, attrs, tuple(params), dr.order_by, tuple(dr.hands),
                              dr.text_attr)
+        base = self.assemble(dr.base) if isinstance(dr.base, _Draft) else dr.base
         return Entity(td.name, td.namespace, td.pos, td.kind, td.named, attrs, tuple(params), tuple(dr.reactors),
-                      tuple(dr.hands), dr.init_fn)
+                      tuple(dr.hands), dr.init_fn, dr.abstract, tuple(dr.virtuals), base, self.base_defaults(dr))
 
 
 def resolve(syntax, lines, imports, folder, platform=None):

@@ -343,3 +343,13 @@ def declared(a, in_value):
         if not in_value and k != "reactors":
             out += [notify(a.name), handler(a.name), immediate_handler(a.name)]
     return out
+
+
+def virtual_decl(v):
+    """The declaration of an abstract entity's virtual operation."""
+    return f"{v.ret} {v.name}({v.args}){' const' if v.const else ''}"
+
+
+def virtual_signature(v, owner_qname):
+    """The signature the base body's failed assertion names as its function."""
+    return f"virtual {v.ret} {owner_qname}::{v.name}({v.args}){' const' if v.const else ''}"

@@ -104,6 +104,66 @@ class FragmentTest(unittest.TestCase):
         self.assertEqual(two - one, 8)
 
 
+DERIVED = """\
+unit T
+namespace T {
+entity D(id) : A {
+  id: U32 key
+  c: U16 const = 2
+}
+entity A {
+  abstract
+  virtual "bool covers(Lumen::IntfId) const"
+  n: U32 counter
+}
+named entity N(k) {
+  k: U32 key
+}
+named entity M : N(7) {
+}
+value P(at) {
+  at: U32 key
+  who: ptr N
+}
+}
+"""
+
+
+class DerivationTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        files = generate(DERIVED)
+        cls.h, cls.cpp = files["T.h"], files["T.cpp"]
+
+    def test_a_base_is_defined_first_and_its_virtuals_fail_in_the_base(self):
+        self.assertLess(self.h.index("class IPMODEL_API A "), self.h.index("class IPMODEL_API D "))
+        self.assertIn("class IPMODEL_API D : public T::A, public Orv::AllocTracked<D> {", self.h)
+        self.assertIn("  using Orv::AllocTracked<D>::operator new;", self.h)
+        self.assertIn("virtual bool covers(Lumen::IntfId) const;", self.h)
+        self.assertIn('bool T::A::covers(Lumen::IntfId) const {\n  Orv::assertFail("0 && \\"Must override in derived '
+                      'class\\"", __FILE__, __LINE__, "virtual bool T::A::covers(Lumen::IntfId) const");', self.cpp)
+
+    def test_derived_entities_construct_their_base_and_fall_back_to_it(self):
+        self.assertIn("T::D::D(std::uint32_t id) : T::A(), id_(id) {}", self.cpp)
+        self.assertIn("T::M::M(const Orv::Name& name) : T::N(name, 7) {}", self.cpp)
+        self.assertIn("return T::A::orvAttr(op, id, arg);", self.cpp)
+        # Identity comes from the base: no key text of the derived entity's own.
+        self.assertNotIn("valueToStrep(id_)", self.h)
+        self.assertIn("class IPMODEL_API M::NotifieeConst : public T::N::NotifieeConst {", self.h)
+
+    def test_a_derived_descriptor_lists_the_base_rows_then_its_own(self):
+        rows = self.cpp[self.cpp.index("orvAttrs_D[]"):]
+        self.assertLess(rows.index('{"n", &T::A::orvType, 258'), rows.index('{"id", &T::D::orvType, 259'))
+        self.assertIn('"T::M", Orv::TypeKind::entity, orvAttrs_M, 1,', self.cpp)
+
+    def test_a_value_holding_a_pointer_has_no_text_or_log_reader(self):
+        self.assertIn('ORV_ASSERT_IN(false && "No String constructor for P - has pointer", __PRETTY_FUNCTION__);',
+                      self.cpp)
+        self.assertIn('T::P::P(Orv::NboAttrLog::In&) { ORV_ASSERT_IN(false && "No attribute-log form for P - has '
+                      'pointer", __PRETTY_FUNCTION__); }', self.cpp)
+        self.assertNotIn("Orv::valueTypeRead(i, v)", self.cpp)
+
+
 class UnitTest(unittest.TestCase):
     def test_headers_include_imports_and_the_platform_units_headers(self):
         a = model("unit A\nnamespace A {\nenum E {\n  x\n}\n}\n")

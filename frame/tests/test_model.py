@@ -328,5 +328,90 @@ class PlatformTest(unittest.TestCase):
         self.assertEqual(d, ["m/T.model:5:22: error: default of type Lumen::IpAddr is given as its text"])
 
 
+class DerivationTest(unittest.TestCase):
+    def test_bases_and_derived_entities_are_checked(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            entity A {
+              abstract
+              virtual "bool q(Lumen::IntfId) const"
+              n: U32 counter
+            }
+            entity B(id) {
+              id: U32 key
+              virtual "void f()"
+              virtual "not a declaration"
+            }
+            entity C(id) : B {
+              id: U32 key
+            }
+            entity D(id) : A {
+              id: U32 key
+              extra: U32
+            }
+            named entity N(k) {
+              k: U32 key
+            }
+            named entity M : N {
+            }
+            entity P(id) : N(3) {
+              id: U32 key
+            }
+            named entity Q : N("x") {
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [
+                "m/T.model:11:3: error: cannot read the declaration 'not a declaration'",
+                "m/T.model:8:8: error: entity B declares virtual operations but is not abstract",
+                "m/T.model:13:16: error: base 'B' is not a named or abstract entity",
+                "m/T.model:18:3: error: a derived entity notifies through its base: it holds keys, constants "
+                "and computed attributes only",
+                "m/T.model:23:18: error: base 'N' takes 1 values after its name, not 0",
+                "m/T.model:25:16: error: T::P must be named exactly when its base 'N' is",
+                "m/T.model:28:20: error: default of type U32 must be an integer",
+            ],
+        )
+
+    def test_derived_entities_number_after_their_base_and_fix_its_values(self):
+        m = model(
+            """\
+            unit T
+            namespace T {
+            entity D(id) : A {
+              id: U32 key
+            }
+            entity A {
+              abstract
+              virtual "const Lumen::IpAddr q(Lumen::IntfId, const Lumen::IpAddr&) const"
+              n: U32 counter
+              m: U32 counter
+            }
+            named entity N(k, on) {
+              k: U32 key
+              on: bool key
+            }
+            named entity M : N(7, true) {
+            }
+            }
+            """
+        )
+        d, a, n, mm = m.entities
+        self.assertIs(d.base, a)
+        self.assertEqual(d.attrs[0].id, 260)
+        self.assertEqual((d.end_id, mm.end_id), (261, 260))
+        self.assertTrue(a.keyless and not d.keyless)
+        self.assertEqual(mm.base_args, (Default("int", 7), Default("bool", True)))
+        self.assertEqual(
+            names.virtual_signature(a.virtuals[0], a.qname),
+            "virtual const Lumen::IpAddr T::A::q(Lumen::IntfId, const Lumen::IpAddr&) const",
+        )
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -343,6 +343,12 @@ class CollRange {
   bool contains(const K& k) const {
     return map_->find(k) != nullptr;
   }
+  // The first member at or after k in the collection's order, so that a walk
+  // can resume from a member it remembers by key.
+  template <class K>
+  iterator lowerBound(const K& k) const {
+    return map_->lowerBound(k);
+  }
   // Hashed collections: the bucket array's current size.
   std::size_t bucketCount() const requires requires(const Map& m) { m.bucketCount(); }
   { return map_->bucketCount(); }

@@ -19,6 +19,9 @@ std::uint32_t Masked::length() const { return key_.len(); }
 Orv::Ptr<Leaf> Root::leafFor(const Lumen::IntfId& id) const { return leaf(id); }
 std::uint32_t Root::countPlus(std::uint32_t a, std::uint16_t b) const { return count_ + a + b; }
 
+bool ItemGauge::covers(Lumen::IntfId intfId) const { return item_ && item_->id() == intfId; }
+std::uint32_t ItemGauge::pokes() const { return changed(); }
+
 // The watcher follows the root's items: a reactor for every item present,
 // none for an item that is gone.
 void Watcher::OrvRoot::onItem(const Lumen::IntfId& id) {

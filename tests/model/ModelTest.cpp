@@ -358,6 +358,23 @@ TEST(ModelValueDeathTest, CollectionValuesHaveNoTextReaderAndNoDefaultKeys) {
   EXPECT_DEATH(out << g, "Default key not supported in collection inside nominal\n");
 }
 
+TEST(ModelValueDeathTest, PointerValuesPrintTheEntityButHaveNoReaders) {
+  auto root = Kitchen::rootFactory("r");
+  Kitchen::Cursor c(root->holderIs(IntfId("h")));
+  c.atIs(2);
+  EXPECT_EQ(Orv::valueToStrep(c), "Value('Kitchen::Cursor', ** {'holder': /r/holder/h, 'at': 2})");
+  EXPECT_EQ(Orv::valueToStrep(Kitchen::Cursor()),
+            "Value('Kitchen::Cursor', ** {'holder': null, 'at': 0})");
+  EXPECT_FALSE(c == Kitchen::Cursor(c.holder()));
+  c.holderIs(nullptr);
+  c.atIs(0);
+  EXPECT_TRUE(!c);
+  EXPECT_DEATH(Orv::strepToValue<Kitchen::Cursor>("Value('Kitchen::Cursor', ** {})"),
+               "No String constructor for Cursor - has pointer");
+  auto out = Orv::NboAttrLog::Out::outIs();
+  EXPECT_DEATH(*out << c, "No attribute-log form for Cursor - has pointer");
+}
+
 TEST(ModelEnum, OperationsLookUpTheEnumeratorTable) {
   EXPECT_EQ(Kitchen::ColourInstance(7u), Kitchen::Colour::blue);
   EXPECT_EQ(Kitchen::ColourInstance(Orv::String("green")), Kitchen::Colour::green);
@@ -553,3 +570,53 @@ TEST(ModelHandWritten, WritableComputedForwardsToAnotherEntity) {
 }
 
 }  // namespace
+
+// Counts the base's counter notifications and what the derived query says
+// while they run.
+struct GaugeLog : Kitchen::Gauge::NotifieeConst {
+  std::vector<std::string> log;
+  void onChanged() override {
+    log.push_back("changed " + std::to_string(notifier()->changed()) + " covers e " +
+                  (notifier()->covers(IntfId("e")) ? "yes" : "no"));
+  }
+};
+
+TEST(ModelDerived, DerivedEntityAnswersTheBaseQueriesAndNotifiesThroughTheBase) {
+  auto item = Kitchen::itemFactory(IntfId("e"));
+  Kitchen::ItemGauge::Ptr derived = Kitchen::itemGaugeFactory(item);
+  Kitchen::Gauge::Ptr gauge = derived;
+  EXPECT_EQ(derived->item(), item);
+  EXPECT_TRUE(gauge->covers(IntfId("e")));
+  EXPECT_FALSE(gauge->covers(IntfId("f")));
+  EXPECT_EQ(&gauge->fwkType(), &Kitchen::ItemGauge::orvType);
+
+  GaugeLog log;
+  log.notifierIs(gauge);
+  gauge->changedInc(1);
+  gauge->changedIs(1);  // no change: quiet
+  gauge->lastIntfIs(IntfId("e"));
+  EXPECT_EQ(log.log, std::vector<std::string>{"changed 1 covers e yes"});
+  EXPECT_EQ(derived->pokes(), 1u);
+
+  // Generic access: the derived type's own attributes number after the
+  // base's, and the base's are still reachable by identifier.
+  const auto* own = Kitchen::ItemGauge::orvType.attr("item");
+  ASSERT_NE(own, nullptr);
+  EXPECT_EQ(own->id, 258 + 2);
+  Orv::AttrArg a;
+  EXPECT_EQ(derived->orvAttr(Orv::AttrOp::get, Kitchen::Gauge::orvType.attr("changed")->id, a), 0);
+  EXPECT_EQ(a.value.as<std::uint32_t>(), 1u);
+  log.notifierIs(nullptr);
+}
+
+TEST(ModelDerivedDeathTest, BaseObjectOperationsFailNamingTheirSignature) {
+  auto gauge = Kitchen::gaugeFactory();
+  EXPECT_EQ(gauge->changed(), 0u);
+  EXPECT_DEATH(gauge->covers(IntfId("e")),
+               "virtual bool Kitchen::Gauge::covers\\(Lumen::IntfId\\) const: Assertion `0 && "
+               "\"Must override in derived class\"' failed");
+  EXPECT_DEATH(gauge->first(IntfId("e"), IpAddrWithMask()),
+               "virtual const Lumen::IpAddr Kitchen::Gauge::first\\(Lumen::IntfId, const "
+               "Lumen::IpAddrWithMask&\\) const");
+  EXPECT_DEATH(gauge->poke(true), "virtual void Kitchen::Gauge::poke\\(bool\\)");
+}
