@@ -14,10 +14,14 @@ def banner(unit):
 
 # --- enumerations ------------------------------------------------------------
 
-ENUM_HEADER = """\
+ENUM_CLASS = """\
 enum class $name$ : std::uint32_t {
   $items$
-};
+};"""
+
+# The helpers live in the enumeration's namespace (the entity's namespace for
+# an enumeration nested in an entity, where argument lookup finds them too).
+ENUM_HELPERS = """\
 IPMODEL_API extern const Orv::TypeDesc $desc$;
 inline $name$ $instance$(unsigned v) { return Orv::frame::enumInstance<$name$>($desc$, v); }
 inline $name$ $instance$(const Orv::String& s) { return Orv::frame::enumInstance<$name$>($desc$, s); }
@@ -30,22 +34,38 @@ inline Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& i, $name$& v) { retu
 inline std::uint32_t hash(const $name$& v) { return Orv::hashU32(static_cast<std::uint32_t>(v)); }"""
 
 
-def emit_enum(e):
+def enum_local_name(e):
+    """The enumeration's name as spelled in its helpers' namespace."""
+    return f"{e.outer.name}::{e.name}" if e.outer is not None else e.name
+
+
+def enum_desc_name(e):
+    return N.enum_desc(f"{e.outer.name}_{e.name}" if e.outer is not None else e.name)
+
+
+def enum_namespace(e):
+    return e.outer.ns if e.outer is not None else e.ns
+
+
+def emit_enum_parts(e):
+    """The enum class, its helpers and its source definitions."""
     items = [f"{n} = {v}," for n, v, _ in e.items]
-    header = render(
-        ENUM_HEADER,
-        name=e.name,
-        items=items,
-        desc=N.enum_desc(e.name),
-        instance=N.enum_instance(e.name),
-    )
+    decl = render(ENUM_CLASS, name=e.name, items=items)
+    desc = enum_desc_name(e)
+    helpers = render(ENUM_HELPERS, name=enum_local_name(e), desc=desc, instance=N.enum_instance(e.name))
+    table = "orvEnumerators_" + (f"{e.outer.name}_{e.name}" if e.outer is not None else e.name)
     rows = "\n".join(f"  {{{cpp_string(t)}, {v}}}," for _, v, t in e.items)
     source = (
-        f"namespace {{\nconst Orv::EnumeratorDesc orvEnumerators_{e.name}[] = {{\n{rows}\n}};\n}}  // namespace\n"
-        f"const Orv::TypeDesc {N.enum_desc(e.name)} = {{{cpp_string(e.qname)}, Orv::TypeKind::enumeration, "
-        f"nullptr, 0, orvEnumerators_{e.name}, {len(e.items)}, 4}};"
+        f"namespace {{\nconst Orv::EnumeratorDesc {table}[] = {{\n{rows}\n}};\n}}  // namespace\n"
+        f"const Orv::TypeDesc {desc} = {{{cpp_string(e.qname)}, Orv::TypeKind::enumeration, "
+        f"nullptr, 0, {table}, {len(e.items)}, 4}};"
     )
-    return header, source
+    return decl, helpers, source
+
+
+def emit_enum(e):
+    decl, helpers, source = emit_enum_parts(e)
+    return decl + "\n" + helpers, source
 
 
 # --- value types -------------------------------------------------------------
@@ -243,13 +263,18 @@ def entity_sections(e):
 def emit_entity(e):
     name, q = e.name, e.qname
     s = entity_sections(e)
+    order = {a.name: i for i, a in enumerate(e.attrs)}
+    ordered = sorted(e.params, key=lambda p: order[p.name])  # initialisers follow the members' order
     if e.named:
-        params = "const Orv::Name& name"
-        args = "name"
+        params = ", ".join(["const Orv::Name& name"] + [f"{p.param} {p.name}" for p in e.params])
+        args = ", ".join(["name"] + [p.name for p in e.params])
         identity = "Orv::Name name() const override { return name_; }"
         s.members.insert(0, "Orv::Name name_;")
-        inits = ["name_(name)"]
-        keyof = ""
+        inits = ["name_(name)"] + [f"{N.member(p.name)}({p.name})" for p in ordered]
+        keyof = f"struct OrvKeyOf {{\n  static const Orv::Name& key(const {name}& e) {{ return e.name_; }}\n}};"
+    elif e.keyless:
+        params = args = identity = keyof = ""
+        inits = []
     elif e.sm:
         params = ", ".join(f"{p.param} {p.name}" for p in e.params)
         args = ", ".join(p.name for p in e.params)
@@ -264,7 +289,7 @@ def emit_entity(e):
         params = ", ".join(f"{p.param} {p.name}" for p in e.params)
         args = ", ".join(p.name for p in e.params)
         identity = f"Orv::String keyStrep() const override {{ return Orv::valueToStrep({N.member(e.key.name)}); }}"
-        inits = [f"{N.member(p.name)}({p.name})" for p in e.params]
+        inits = [f"{N.member(p.name)}({p.name})" for p in ordered]
         k = e.key
         keyof = (
             f"struct OrvKeyOf {{\n  static const {k.cpp}& key(const {name}& e) {{ return e.{N.member(k.name)}; }}\n}};"
@@ -277,6 +302,8 @@ def emit_entity(e):
     nested = ["class NotifieeConst;", "class Notifiee;"] + [f"class {r.name};" for r in e.reactors]
     if keyof:
         nested.append(keyof)
+    if e.base is not None:
+        return emit_derived(e)
     header = render(
         STRUCT_CLASS,
         name=name,
@@ -287,9 +314,16 @@ def emit_entity(e):
         params=params,
         identity=identity,
         public=public,
-        explicit="explicit " if (e.named or len(e.params) == 1) else "",
+        explicit="explicit " if (len(e.params) + (1 if e.named else 0)) == 1 else "",
         members=s.members,
     )
+    if e.nested_enums:
+        # Nested enumerations: the enum class first in the class body, its
+        # helpers after the class.
+        parts = [emit_enum_parts(x) for x in e.nested_enums]
+        decls = "".join("  " + p[0].replace("\n", "\n  ") + "\n" for p in parts)
+        header = header.replace("\n public:\n", "\n public:\n" + decls, 1)
+        header += "\n" + "\n".join(p[1] for p in parts)
     notifiee = render(
         NOTIFIEE,
         name=name,
@@ -322,6 +356,68 @@ def emit_entity(e):
     src.extend(s.source)
     src.extend(dispatch_and_desc(e, s, "stateMachine" if e.sm else "entity", "Orv::Entity::orvAttr(op, id, arg)"))
     return header, notifiee, factory_decl, "\n".join(s.inline), "\n\n".join(src)
+
+
+DERIVED_CLASS = """\
+// $name$ is a $base$ with fixed values after its name.
+class IPMODEL_API $name$ : public $base$ {
+ public:
+  using Ptr = Orv::Ptr<$name$>;
+  using PtrConst = Orv::Ptr<const $name$>;
+  class NotifieeConst;
+  class Notifiee;
+  static const Orv::TypeDesc orvType;
+  const Orv::TypeDesc& fwkType() const override { return orvType; }
+  static Ptr $typeIs$(const Orv::Name& name);
+  // Allocations are tracked as this type, not as the base.
+  static void* operator new(std::size_t n) { return Orv::AllocTracked<$name$>::operator new(n); }
+  static void operator delete(void* p, std::size_t n) noexcept { Orv::AllocTracked<$name$>::operator delete(p, n); }
+
+ protected:
+  explicit $name$(const Orv::Name& name);
+  ~$name$() override;
+};"""
+
+DERIVED_NOTIFIEE = """\
+// The base's handlers, with the notifier typed as $name$.
+class IPMODEL_API $name$::NotifieeConst : public $base$::NotifieeConst {
+ public:
+  using Notifier = $name$;
+  Orv::Ptr<const $name$> notifier() const {
+    return Orv::Ptr<const $name$>(static_cast<const $name$*>(notifierEntity()));
+  }
+  void notifierIs(const Orv::Ptr<const $name$>& n) { $base$::NotifieeConst::notifierIs(n); }
+};
+
+class IPMODEL_API $name$::Notifiee : public $name$::NotifieeConst {
+ public:
+  Orv::Ptr<$name$> notifier() const {
+    return Orv::Ptr<$name$>(const_cast<$name$*>(static_cast<const $name$*>(notifierEntity())));
+  }
+  void notifierIs(const Orv::Ptr<$name$>& n) { NotifieeConst::notifierIs(n); }
+};"""
+
+
+def emit_derived(e):
+    """A derived entity: the base's attributes and descriptor rows under its
+    own type, notifiee classes and factory."""
+    name, q, b = e.name, e.qname, e.base
+    header = render(DERIVED_CLASS, name=name, base=b.qname, typeIs=N.type_is(name))
+    notifiee = render(DERIVED_NOTIFIEE, name=name, base=b.qname)
+    factory_decl = f"IPMODEL_API {name}::Ptr {N.factory(name)}(const Orv::Name& name);"
+    args = ", ".join(["name"] + e.base_args)
+    rows = len(entity_sections(b).desc)
+    table = f"orvAttrs_{b.name}" if rows else "nullptr"
+    src = [
+        f"{q}::{name}(const Orv::Name& name) : {b.qname}({args}) {{}}",
+        f"{q}::~{name}() {{}}",
+        f"{q}::Ptr {q}::{N.type_is(name)}(const Orv::Name& name) {{\n"
+        f"  Ptr p(new {name}(name));\n  p->hasNotificationActiveIs(true);\n  return p;\n}}",
+        f"{name}::Ptr {N.factory(name)}(const Orv::Name& name) {{ return {name}::{N.type_is(name)}(name); }}",
+        f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::entity, {table}, {rows}, "
+        f"nullptr, 0, 0}};",
+    ]
+    return header, notifiee, factory_decl, "", "\n\n".join(src)
 
 
 REACTOR_CLASS = """\
@@ -414,7 +510,8 @@ def emit_object(e, s, public, params, args, inits):
 
 
 def order_entities(entities):
-    """Members of an instantiating collection are defined before their owner."""
+    """Members of an instantiating collection, bases and the entities whose
+    nested enumerations an entity uses are defined before it."""
     done, out = set(), []
     local = {e.qname: e for e in entities}
 
@@ -422,9 +519,15 @@ def order_entities(entities):
         if e.qname in done:
             return
         done.add(e.qname)
+        if e.base is not None and e.base.qname in local:
+            visit(local[e.base.qname])
         for a in e.attrs:
             if a.coll is not None and a.coll.shape == "new" and a.coll.elem.qname in local:
                 visit(local[a.coll.elem.qname])
+            model = getattr(a.type, "model", None) if a.type is not None else None
+            outer = getattr(model, "outer", None)
+            if outer is not None and outer.qname in local:
+                visit(local[outer.qname])
         out.append(e)
 
     for e in entities:
@@ -465,7 +568,8 @@ def emit_unit(unit):
     entities = order_entities(unit.entities)
     fwd_items = []
     for e in unit.enums:
-        fwd_items.append((e.ns, f"enum class {e.name} : std::uint32_t;"))
+        if e.outer is None:
+            fwd_items.append((e.ns, f"enum class {e.name} : std::uint32_t;"))
     for t in unit.values + entities:
         fwd_items.append((t.ns, f"class {t.name};"))
     fwd = f"{b}\n#pragma once\n\n#include <cstdint>\n\n{ns_blocks(fwd_items)}\n"
@@ -482,8 +586,9 @@ def emit_unit(unit):
     head_items, src_items = [], []
     for e in unit.enums:
         h, s = emit_enum(e)
-        head_items.append((e.ns, h))
-        src_items.append((e.ns, s))
+        if e.outer is None:
+            head_items.append((e.ns, h))
+        src_items.append((enum_namespace(e), s))
     for v in unit.values:
         h, s = emit_value(v)
         head_items.append((v.ns, h))
@@ -507,10 +612,12 @@ def emit_unit(unit):
         if x
     ) + "\n"
 
-    reg = "\n".join(
-        f"    Orv::typeNodeIs({t.ns and '::'.join(t.ns) + '::' or ''}{N.enum_desc(t.name) if isinstance(t, EnumType) else t.name + '::orvType'});"
-        for t in unit.register
-    )
+    def desc_of(t):
+        if isinstance(t, EnumType):
+            return "::".join(enum_namespace(t) + (enum_desc_name(t),))
+        return f"{t.qname}::orvType"
+
+    reg = "\n".join(f"    Orv::typeNodeIs({desc_of(t)});" for t in unit.register)
     section = type_name_section(unit.register)
     source = "\n\n".join(
         [

@@ -225,8 +225,12 @@ class CollectionEmitter:
             params = ", ".join([f"{kp} k"] + [f"{x.param} {x.name}" for x in extra])
             args = ", ".join(["k"] + [x.name for x in extra])
             s.public.append(f"{mt} {is_}({params});")
+            # Key parameters must match the existing member's; a stored
+            # parameter is set on it (notifying the member's own notifiees).
             checks = "".join(
                 f"    Orv::frame::checkReinstantiate(*p, {cpp_string(x.name)}, p->{x.name}(), {x.name});\n"
+                if x.category == "key"
+                else f"    p->{N.setter(x.name)}({x.name});\n"
                 for x in extra
             )
             found = f"auto* p = Orv::frame::member({m}, k)"

@@ -15,6 +15,7 @@ class EnumType:
     ns: tuple
     items: list  # (name, value, text)
     pos: Pos
+    outer: Optional[object] = None  # the entity the enumeration is nested in
 
     @property
     def qname(self):
@@ -178,6 +179,10 @@ class Entity:
     params: list = field(default_factory=list)  # Attr (keyed) ; empty for named
     hands: list = field(default_factory=list)
     init: bool = False
+    nested_enums: list = field(default_factory=list)  # EnumType declared inside the class
+    keyless: bool = False  # declared with an empty parameter list: no key, no name
+    base: Optional[object] = None  # the entity this one derives from
+    base_args: list = field(default_factory=list)  # C++ values of the base's further parameters
 
     @property
     def qname(self):
@@ -328,6 +333,14 @@ class Resolver:
         for td, t in decls:
             if isinstance(t, EnumType):
                 self.resolve_enum(td, t)
+                # An enumeration declared in a namespace that names an entity
+                # of the unit is nested in that entity's class.
+                outer = self.by_qname.get("::".join(t.ns))
+                if isinstance(outer, Entity):
+                    t.outer = outer
+                    outer.nested_enums.append(t)
+                elif outer is not None:
+                    self.d.error(td.pos, f"enum {t.name} is nested in {outer.qname}, which is not an entity")
         self.deferred = []
         self.deferred_params = []
         self.pending_hands = []
@@ -362,6 +375,9 @@ class Resolver:
         for td, t in decls:
             if not isinstance(t, EnumType):
                 t.attrs = [a for a in t.attrs if a is not None]
+        for td, t in decls:
+            if td.base is not None:
+                self.resolve_base(td, t)
         enums = [t for _, t in decls if isinstance(t, EnumType)]
         values = self.order_values([t for _, t in decls if isinstance(t, ValueType)])
         entities = [t for _, t in decls if isinstance(t, Entity)]
@@ -438,8 +454,8 @@ class Resolver:
         next_id = 2 if is_value else 258
         seen = {}
         reactor_hands = []
-        if td.kind == "entity" and td.named and td.params:
-            self.d.error(td.pos, "a named entity takes its name as its only constructor parameter")
+        if td.base is not None and (td.kind != "entity" or not td.named):
+            self.d.error(td.pos, "only a named entity derives from another")
         for d in td.directives:
             if d.name == "order" and is_value:
                 t.order_by = [a.text for a in d.args]
@@ -501,7 +517,10 @@ class Resolver:
             if a.coll is not None or a.category in ("constant", "computed"):
                 self.d.error(ppos, f"constructor parameter '{pname}' must be a stored attribute")
                 continue
-            if not is_value and a.category != "key":
+            if not is_value and a.category != "key" and (td.named or td.kind != "entity" or a.category != "stored"):
+                # A stored attribute may follow the keys of a keyed entity:
+                # it gives the initial value, and an instantiating collection
+                # sets it on an existing member instead of refusing.
                 self.d.error(ppos, f"constructor parameter '{pname}' of an entity must be a key attribute")
             a.ctor_index = len(params)
             params.append(a)
@@ -511,8 +530,16 @@ class Resolver:
             if not is_value and a.category == "key" and a.ctor_index is None:
                 self.d.error(a.pos, f"key attribute '{a.name}' must be a constructor parameter")
         t.params = params
+        cats = [p.category if p is not None else "key" for p in params]
+        if not is_value and cats and cats[0] != "key" and not td.named:
+            self.d.error(td.pos, f"the first constructor parameter of {t.name} must be its key")
+        if not is_value and any(cats[i] == "stored" and cats[i + 1] == "key" for i in range(len(cats) - 1)):
+            self.d.error(td.pos, f"stored constructor parameters of {t.name} follow its keys")
         if td.kind == "entity" and not td.named and not params:
-            self.d.error(td.pos, f"entity {t.name} needs a key constructor parameter or 'named'")
+            if td.explicit_params:
+                t.keyless = True
+            else:
+                self.d.error(td.pos, f"entity {t.name} needs a key constructor parameter, 'named' or '()'")
         if td.kind == "object":
             for a in t.attrs:
                 if a is not None and (a.coll is not None or a.category == "pointer"):
@@ -730,7 +757,25 @@ class Resolver:
         return et.params[0].type
 
     def entity_extra_params(self, et):
-        return list(et.params[1:]) if not et.named else []
+        return list(et.params) if et.named else list(et.params[1:])
+
+    def resolve_base(self, td, t):
+        """A derived named entity: the base's attributes, and fixed values for
+        the base's constructor parameters after the name."""
+        bname, args, pos = td.base
+        base = self.lookup(bname, t.ns, pos)
+        if base is None:
+            return
+        if not isinstance(base, Entity) or not base.named or base.sm or base.counted or base.base is not None:
+            self.d.error(pos, f"'{bname}' is not a named entity to derive from")
+            return
+        if t.attrs or t.params or t.hands or t.init:
+            self.d.error(td.pos, f"derived entity {t.name} adds no attributes, parameters or members")
+        if len(args) != len(base.params):
+            self.d.error(pos, f"{base.qname} takes {len(base.params)} values after the name, not {len(args)}")
+            return
+        t.base = base
+        t.base_args = [self.default_expr(p.type, lit, t) for p, lit in zip(base.params, args)]
 
 
 def resolve(syntax, lines, imports, folder):

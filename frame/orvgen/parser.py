@@ -119,6 +119,7 @@ class Parser:
         decl = TypeDecl(kind_tok.text, name.text, ns, name.pos, named=named)
         if self.at("punct", "("):
             self.next()
+            decl.explicit_params = True
             while not self.at("punct", ")"):
                 p = self.expect("ident", what="constructor parameter")
                 decl.params.append((p.text, p.pos))

@@ -255,6 +255,74 @@ class ResolverTest(unittest.TestCase):
         )
         self.assertIn("m/T.model:4:3: error: key attribute 'id' must be a constructor parameter", d)
 
+    def test_derived_nested_and_keyless_entities_are_checked(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            entity K {
+            }
+            entity R(id, vrf, tag) {
+              id: Lumen::IntfId key
+              vrf: L3::VrfName
+              tag: Orv::String key
+            }
+            named entity B(grade) {
+              grade: B::G key
+            }
+            named entity D : B(low, high) {
+            }
+            named entity X : B(low) {
+              extra: bool
+            }
+            value V {
+              g: B::G
+            }
+            }
+            namespace T::V {
+            enum W {
+              a
+            }
+            }
+            namespace T::B {
+            enum G {
+              low
+              high
+            }
+            }
+            """
+        )
+        self.assertIn("m/T.model:3:8: error: entity K needs a key constructor parameter, 'named' or '()'", d)
+        self.assertIn("m/T.model:5:8: error: stored constructor parameters of R follow its keys", d)
+        self.assertIn("m/T.model:13:18: error: T::B takes 1 values after the name, not 2", d)
+        self.assertIn("m/T.model:15:14: error: derived entity X adds no attributes, parameters or members", d)
+        self.assertIn("m/T.model:23:6: error: enum W is nested in T::V, which is not an entity", d)
+        m = model(
+            """\
+            unit T
+            namespace T {
+            entity K() {
+            }
+            named entity B(grade) {
+              grade: B::G key
+            }
+            named entity D : B(high) {
+            }
+            }
+            namespace T::B {
+            enum G {
+              low
+              high
+            }
+            }
+            """
+        )
+        b, d_, k = (next(e for e in m.entities if e.name == n) for n in ("B", "D", "K"))
+        self.assertTrue(k.keyless)
+        self.assertIs(d_.base, b)
+        self.assertEqual(d_.base_args, ["T::B::G::high"])
+        self.assertEqual([x.name for x in b.nested_enums], ["G"])
+
 
 class WriterTest(unittest.TestCase):
     def test_block_values_take_the_placeholder_indentation(self):
