@@ -69,10 +69,19 @@ void RouteDistinguisherSm::OrvRouteDistinguisherInput::onRouteDistinguisher(
   if (sm()) sm()->handleRouteDistinguisher(vrfName);
 }
 
-// A new input competes for every VRF it already holds.
+// A new input competes for every VRF it already holds. When it replaces
+// another entity under the same name, the VRFs only the old one held are
+// decided again without it.
 void RouteDistinguisherSm::OrvRouteDistinguisherInput::handleAttach() {
   if (!sm()) return;
   auto in = notifier();
+  const Orv::Ptr<const RouteDistinguisherInput> old = std::move(competing);
+  competing = in;
+  if (old && old != in) {
+    for (auto it = old->routeDistinguisher().begin(); it != old->routeDistinguisher().end(); ++it) {
+      if (!in->routeDistinguisher().contains(it.key())) sm()->handleRouteDistinguisher(it.key());
+    }
+  }
   for (auto it = in->routeDistinguisher().begin(); it != in->routeDistinguisher().end(); ++it) {
     sm()->handleRouteDistinguisher(it.key());
   }
@@ -80,6 +89,7 @@ void RouteDistinguisherSm::OrvRouteDistinguisherInput::handleAttach() {
 
 // A removed input withdraws from every VRF it holds.
 void RouteDistinguisherSm::OrvRouteDistinguisherInput::handleDel() {
+  competing = nullptr;
   if (!sm()) return;
   auto in = notifier();
   if (!in) return;

@@ -130,6 +130,19 @@ TEST(RouteDistinguisherSm, InputsAndVrfsComingAndGoing) {
   EXPECT_EQ(blueStatus->routeDistinguisher(), rd(3));
   EXPECT_EQ(blueStatus->routeDistinguisherPrecedence(), Precedence::bgp);
 
+  // An input replaced by another entity of the same name: VRFs only the old
+  // one held are decided without it.
+  auto config2 = Ip::vrfDefinitionRouteDistinguisherInputFactory("config");
+  config2->routeDistinguisherIs(blue, rd(4));
+  f.sm->inputIs(config2);
+  EXPECT_EQ(f.red->routeDistinguisher(), rd(2));
+  EXPECT_EQ(f.red->routeDistinguisherPrecedence(), Precedence::bgp);
+  EXPECT_EQ(blueStatus->routeDistinguisher(), rd(4));
+  EXPECT_EQ(blueStatus->routeDistinguisherPrecedence(), Precedence::vrfDefinition);
+  f.sm->inputIs(config);
+  EXPECT_EQ(f.red->routeDistinguisher(), rd(1));
+  EXPECT_EQ(blueStatus->routeDistinguisher(), rd(3));
+
   // The last withdrawal clears the status.
   f.sm->inputDelAll();
   EXPECT_EQ(f.red->routeDistinguisher(), RouteDistinguisher());
