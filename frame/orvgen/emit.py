@@ -579,38 +579,43 @@ def emit_unit(unit):
                 "#include <ipmodel/Lumen/VrfName.h>"]
     for u in unit.imports:
         includes.append(f"#include <ipmodel/{u.folder}/{u.name}.h>")
+        includes.extend(f"#include <ipmodel/{u.folder}/{h}.h>" for h in u.further_headers)
     includes.append(f"#include <ipmodel/{folder}/{unit.name}.fwd.h>")
     for h in unit.includes:
         includes.append(f"#include <{h}>")
 
-    head_items, src_items = [], []
+    # Each header's parts: class definitions, notifiees, factories, inlines.
+    parts = {}
+
+    def part(t):
+        return parts.setdefault(t.header, ([], [], [], []))
+
+    src_items = []
     for e in unit.enums:
         h, s = emit_enum(e)
         if e.outer is None:
-            head_items.append((e.ns, h))
+            part(e)[0].append((e.ns, h))
         src_items.append((enum_namespace(e), s))
     for v in unit.values:
         h, s = emit_value(v)
-        head_items.append((v.ns, h))
+        part(v)[0].append((v.ns, h))
         src_items.append((v.ns, s))
-    notifiees, factories, inlines = [], [], []
     for e in entities:
         h, n, f, i, s = emit_entity(e)
-        head_items.append((e.ns, h))
-        notifiees.append((e.ns, n))
-        factories.append((e.ns, f))
-        inlines.append((e.ns, i))
+        p = part(e)
+        p[0].append((e.ns, h))
+        p[1].append((e.ns, n))
+        p[2].append((e.ns, f))
+        p[3].append((e.ns, i))
         src_items.append((e.ns, s))
-    header = "\n\n".join(
-        x
-        for x in [
-            b,
-            "#pragma once",
-            "\n".join(includes),
-            ns_blocks(head_items + notifiees + factories + inlines),
-        ]
-        if x
-    ) + "\n"
+
+    def header_text(head_includes, key):
+        heads, notifiees, factories, inlines = parts.get(key, ([], [], [], []))
+        body = ns_blocks(heads + notifiees + factories + inlines)
+        return "\n\n".join(x for x in [b, "#pragma once", "\n".join(head_includes), body] if x) + "\n"
+
+    header = header_text(includes, None)
+    further = unit.further_headers
 
     def desc_of(t):
         if isinstance(t, EnumType):
@@ -622,7 +627,7 @@ def emit_unit(unit):
     source = "\n\n".join(
         [
             b,
-            f"#include <ipmodel/{folder}/{unit.name}.h>",
+            "\n".join([f"#include <ipmodel/{folder}/{unit.name}.h>"] + [f"#include <ipmodel/{folder}/{h}.h>" for h in further]),
             "#include <iostream>\n#include <limits>",
             ns_blocks(src_items),
             "namespace {\n\n"
@@ -633,4 +638,8 @@ def emit_unit(unit):
             "struct OrvUnitInit {\n  OrvUnitInit() {\n" + reg + "\n  }\n} orvUnitInit;\n\n}  // namespace",
         ]
     ) + "\n"
-    return {f"{unit.name}.h": header, f"{unit.name}.fwd.h": fwd, f"{unit.name}.cpp": source}
+    files = {f"{unit.name}.h": header, f"{unit.name}.fwd.h": fwd, f"{unit.name}.cpp": source}
+    for h in further:
+        # A further header: the unit header first, then its own types.
+        files[f"{h}.h"] = header_text([f"#include <ipmodel/{folder}/{unit.name}.h>"], h)
+    return files

@@ -16,6 +16,7 @@ class EnumType:
     items: list  # (name, value, text)
     pos: Pos
     outer: Optional[object] = None  # the entity the enumeration is nested in
+    header: Optional[str] = None  # the unit's further header, None for the unit header
 
     @property
     def qname(self):
@@ -151,6 +152,7 @@ class ValueType:
     order_by: list = field(default_factory=list)
     hands: list = field(default_factory=list)
     text_attr: Optional[str] = None  # the attribute whose textual form is the value's
+    header: Optional[str] = None  # the unit's further header, None for the unit header
 
     @property
     def qname(self):
@@ -180,6 +182,7 @@ class Entity:
     hands: list = field(default_factory=list)
     init: bool = False
     nested_enums: list = field(default_factory=list)  # EnumType declared inside the class
+    header: Optional[str] = None  # the unit's further header, None for the unit header
     keyless: bool = False  # declared with an empty parameter list: no key, no name
     base: Optional[object] = None  # the entity this one derives from
     base_args: list = field(default_factory=list)  # C++ values of the base's further parameters
@@ -212,6 +215,11 @@ class Unit:
     @property
     def types(self):
         return self.enums + self.values + self.entities
+
+    @property
+    def further_headers(self):
+        """Names of the unit's headers besides <Unit>.h, in order."""
+        return sorted({t.header for t in self.types if t.header is not None})
 
     def find_local(self, qname):
         for t in self.types:
@@ -328,6 +336,7 @@ class Resolver:
             else:
                 t = Entity(td.name, td.namespace, td.pos, named=td.named, counted=(td.kind == "object"),
                            sm=(td.kind == "sm"))
+            t.header = td.header
             self.by_qname[q] = t
             decls.append((td, t))
         for td, t in decls:
@@ -378,6 +387,7 @@ class Resolver:
         for td, t in decls:
             if td.base is not None:
                 self.resolve_base(td, t)
+        self.check_headers(syn, decls)
         enums = [t for _, t in decls if isinstance(t, EnumType)]
         values = self.order_values([t for _, t in decls if isinstance(t, ValueType)])
         entities = [t for _, t in decls if isinstance(t, Entity)]
@@ -758,6 +768,26 @@ class Resolver:
 
     def entity_extra_params(self, et):
         return list(et.params) if et.named else list(et.params[1:])
+
+    def check_headers(self, syn, decls):
+        """A further header includes the unit header, so types of the unit
+        header may not use types of a further header."""
+        for td, t in decls:
+            if td.header is not None and td.header in (syn.unit, f"{syn.unit}.fwd"):
+                self.d.error(td.pos, f"header '{td.header}' is the unit's own header")
+            if isinstance(t, EnumType):
+                if t.outer is not None and t.outer.header != t.header:
+                    self.d.error(td.pos, f"enum {t.name} is declared in another header than {t.outer.qname}")
+                continue
+            if t.header is not None:
+                continue
+            for a in t.attrs:
+                used = [getattr(a.type, "model", None) if a.type is not None else None, a.ptr_target]
+                if a.coll is not None:
+                    used += [a.coll.elem, getattr(a.coll.key, "model", None), getattr(a.coll.value, "model", None)]
+                for u in used:
+                    if u is not None and getattr(u, "header", None) is not None and u.qname in self.by_qname:
+                        self.d.error(a.pos, f"{t.qname} in the unit header uses {u.qname} of header {u.header}")
 
     def resolve_base(self, td, t):
         """A derived named entity: the base's attributes, and fixed values for

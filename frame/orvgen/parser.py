@@ -50,10 +50,10 @@ class Parser:
     # -- grammar ------------------------------------------------------------
     def parse(self):
         mf = ModelFile(self.path)
-        self.statements(mf, (), top=True)
+        self.statements(mf, (), top=True, header=None)
         return mf
 
-    def statements(self, mf, ns, top):
+    def statements(self, mf, ns, top, header):
         while True:
             self.skip_newlines()
             t = self.peek()
@@ -99,11 +99,23 @@ class Parser:
                 self.next()
                 name = self.expect("ident", what="namespace name")
                 self.expect("punct", "{")
-                self.statements(mf, ns + tuple(name.text.split("::")), top=False)
+                self.statements(mf, ns + tuple(name.text.split("::")), top=False, header=header)
+                self.expect("punct", "}")
+                self.end_of_line()
+            elif word == "header" and self.peek(1).kind == "ident" and self.at("punct", "{", 2):
+                # header Name { declarations }: declared in the unit's header Name.h
+                self.next()
+                name = self.next()
+                if header is not None:
+                    self.fail(name, "header blocks do not nest")
+                self.expect("punct", "{")
+                self.statements(mf, ns, top=False, header=name.text)
                 self.expect("punct", "}")
                 self.end_of_line()
             elif word in TYPE_KINDS or (word == "named" and self.peek(1).text == "entity"):
-                mf.types.append(self.type_decl(ns))
+                decl = self.type_decl(ns)
+                decl.header = header
+                mf.types.append(decl)
             else:
                 self.fail(t, f"unknown declaration '{word}'")
 

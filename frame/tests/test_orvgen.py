@@ -323,6 +323,30 @@ class ResolverTest(unittest.TestCase):
         self.assertEqual(d_.base_args, ["T::B::G::high"])
         self.assertEqual([x.name for x in b.nested_enums], ["G"])
 
+    def test_further_headers_hold_their_types_and_may_not_be_used_by_the_unit_header(self):
+        text = """\
+            unit T
+            namespace T {
+            header TExtra {
+            entity E(id) {
+              id: Lumen::IntfId key
+            }
+            }
+            named entity R {
+              e: hashed new E
+            }
+            }
+            """
+        self.assertIn("m/T.model:9:3: error: T::R in the unit header uses T::E of header TExtra", diagnostics(text))
+        m = model(text.replace("  e: hashed new E\n", ""))
+        self.assertEqual(m.further_headers, ["TExtra"])
+        files = emit.emit_unit(m)
+        self.assertEqual(sorted(files), ["T.cpp", "T.fwd.h", "T.h", "TExtra.h"])
+        self.assertIn("class IPMODEL_API E ", files["TExtra.h"])
+        self.assertNotIn("class IPMODEL_API E ", files["T.h"])
+        self.assertIn("#include <ipmodel/m/T.h>", files["TExtra.h"])
+        self.assertIn("#include <ipmodel/m/TExtra.h>", files["T.cpp"])
+
 
 class WriterTest(unittest.TestCase):
     def test_block_values_take_the_placeholder_indentation(self):

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <ipmodel/test/Kitchen.h>
+#include <ipmodel/test/KitchenBag.h>
 
 namespace {
 
