@@ -11,6 +11,7 @@
 #include <ipmodel/L3/UrpfTypes.h>
 #include <ipmodel/L3/IpUtils.h>
 #include <ipmodel/Ip/Ip.h>
+#include <ipmodel/Ip/IpVrf.h>
 #include <ipmodel/Ip/RouteDistinguisherSm.h>
 #include <ipmodel/Ip6/Ip6.h>
 #include <ipmodel/Ip6/SourceAddressSelection.h>

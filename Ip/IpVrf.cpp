@@ -1,5 +1,5 @@
 // Hand-written members of the IPv4 VRF types.
-#include <ipmodel/Ip/Ip.h>
+#include <ipmodel/Ip/IpVrf.h>
 
 namespace Ip {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include <ipmodel/Ip/Ip.h>
+#include <ipmodel/Ip/IpVrf.h>
 
 namespace {
 
