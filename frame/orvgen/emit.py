@@ -348,9 +348,11 @@ def emit_entity(e):
     src.append(
         f"{q}::~{name}() {{" + ("\n" + "\n".join("  " + l for l in s.dtor) + "\n" if s.dtor else "") + "}"
     )
+    # A quiet entity never switches notification on: its changes reach nobody.
+    activate = "" if e.quiet else "  p->hasNotificationActiveIs(true);\n"
     src.append(
         f"{q}::Ptr {q}::{N.type_is(name)}({params}) {{\n"
-        f"  Ptr p(new {name}({args}));\n  p->hasNotificationActiveIs(true);\n  return p;\n}}"
+        f"  Ptr p(new {name}({args}));\n{activate}  return p;\n}}"
     )
     src.append(f"{name}::Ptr {N.factory(name)}({params}) {{ return {name}::{N.type_is(name)}({args}); }}")
     src.extend(s.source)

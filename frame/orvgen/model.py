@@ -184,6 +184,7 @@ class Entity:
     nested_enums: list = field(default_factory=list)  # EnumType declared inside the class
     header: Optional[str] = None  # the unit's further header, None for the unit header
     keyless: bool = False  # declared with an empty parameter list: no key, no name
+    quiet: bool = False  # notification never switched on: changes notify nobody
     base: Optional[object] = None  # the entity this one derives from
     base_args: list = field(default_factory=list)  # C++ values of the base's further parameters
 
@@ -481,6 +482,8 @@ class Resolver:
                     self.d.error(d.pos, "hand takes one string: a C++ member declaration")
                 else:
                     t.hands.append(d.args[0].value)
+            elif d.name == "quiet" and td.kind == "entity" and not d.args:
+                t.quiet = True
             elif d.name == "init" and not is_value:
                 t.init = True
                 if d.args:

@@ -5,7 +5,7 @@ from .lexer import tokenize
 from .syntax import AttrDecl, Directive, EnumItem, Literal, ModelFile, Range, TypeDecl, TypeRef
 
 TYPE_KINDS = ("enum", "value", "entity", "object", "sm")
-DIRECTIVES = ("order", "hand", "include", "init", "abstract", "text")
+DIRECTIVES = ("order", "hand", "include", "init", "abstract", "text", "quiet")
 
 
 class Parser:

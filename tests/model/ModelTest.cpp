@@ -615,3 +615,22 @@ TEST(ModelInstantiating, StoredParameterIsSetOnReAddAndKeylessEntitiesStandAlone
   EXPECT_TRUE(bag->word("a"));
   EXPECT_EQ(bag->fullName(), "/");
 }
+
+TEST(ModelQuiet, QuietEntitiesNotifyNobody) {
+  auto tags = Kitchen::tagsFactory(IntfId("e1"));
+  EXPECT_FALSE(tags->notificationActive());
+  struct Log : Kitchen::Tags::NotifieeConst {
+    int heard = 0;
+    void onTag(const Orv::String&) override { ++heard; }
+    void onCount() override { ++heard; }
+  } log;
+  log.notifierIs(tags);
+  tags->tagIs("a");
+  tags->tagIs("a");
+  tags->tagNotify("a");
+  tags->countIs(3);
+  tags->tagDel("a");
+  EXPECT_EQ(log.heard, 0);
+  EXPECT_EQ(tags->count(), 3u);
+  EXPECT_TRUE(tags->tag().empty());
+}
