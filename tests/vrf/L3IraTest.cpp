@@ -70,6 +70,15 @@ TEST(IraAddrSets, SetsBogonsAndInterfaceNames) {
   EXPECT_EQ(set->ip().size(), 1u);
   EXPECT_TRUE(set->ipDel(Lumen::IpAddr("10.1.1.1")));
   EXPECT_FALSE(set->ipDel(Lumen::IpAddr("10.1.1.1")));
+  // The sets notify nobody, even a reactor that attaches.
+  struct SetLog : Ira::AddrSet::NotifieeConst {
+    int ip = 0;
+    void onIp(const Lumen::IpAddr&) override { ++ip; }
+  } sl;
+  sl.notifierIs(set);
+  set->ipIs(Lumen::IpAddr("10.2.2.2"));
+  set->ipNotify(Lumen::IpAddr("10.2.2.2"));
+  EXPECT_EQ(sl.ip, 0);
 
   auto ll = Ira::ip6LinkLocalAddrSetFactory(IntfId("Ethernet1"));
   ll->ipIs(Lumen::Ip6Addr("fe80::1"));
@@ -82,11 +91,18 @@ TEST(IraAddrSets, SetsBogonsAndInterfaceNames) {
   auto bogon = Ira::addrSetBogonFactory("bogon");
   const Lumen::Prefix p("192.168.0.0/16");
   auto child = bogon->addrSetHackIs(p);
+  struct BogonLog : Ira::AddrSetBogon::NotifieeConst {
+    int sets = 0;
+    void onAddrSetHack(const Lumen::Prefix&) override { ++sets; }
+  } bl;
+  bl.notifierIs(bogon);
   EXPECT_EQ(bogon->addrSetHackIs(p), child);
+  EXPECT_EQ(bl.sets, 0);
   EXPECT_EQ(child->parent(), bogon.ptr());
   EXPECT_EQ(child->prefix(), p);
   EXPECT_EQ(bogon->addrSetHackDel(p), child);
   EXPECT_EQ(child->parent(), nullptr);
+  EXPECT_EQ(bl.sets, 1);
 
   auto dir = Ira::intfDirFactory();
   dir->intfNameIs("Ethernet1");
