@@ -11,6 +11,8 @@
 #include <ipmodel/L3/UrpfTypes.h>
 #include <ipmodel/L3/IpUtils.h>
 #include <ipmodel/Ip/Ip.h>
+#include <ipmodel/Ip/IpVrf.h>
+#include <ipmodel/Ip/RouteDistinguisherSm.h>
 #include <ipmodel/Ip6/Ip6.h>
 #include <ipmodel/Ip6/SourceAddressSelection.h>
 #include <ipmodel/IpGen/IpGen.h>
@@ -18,3 +20,7 @@
 #include <ipmodel/IpGen/IpGenStatusSm.h>
 #include <ipmodel/SrcIntf/SrcIntf.h>
 #include <ipmodel/SrcIntf/SrcGenIntf.h>
+#include <ipmodel/VrfTypes/VrfTypes.h>
+#include <ipmodel/VirtualIp/VirtualIp.h>
+#include <ipmodel/Ira/IraTypes.h>
+#include <ipmodel/Ira/VrfToIntf.h>

@@ -20,10 +20,13 @@ def banner(unit):
 
 # --- enumerations ------------------------------------------------------------
 
-ENUM_HEADER = """\
+ENUM_CLASS = """\
 enum class $name$ : std::uint32_t {
   $items$
-};
+};"""
+# The helpers live in the enumeration's namespace: for an enumeration nested
+# in an entity, the entity's namespace, where argument lookup finds them too.
+ENUM_HELPERS = """\
 IPMODEL_API extern const Orv::TypeDesc $desc$;
 inline $name$ $instance$(unsigned v) { return Orv::frame::enumInstance<$name$>($desc$, v); }
 inline $name$ $instance$(const Orv::String& s) { return Orv::frame::enumInstance<$name$>($desc$, s); }
@@ -48,23 +51,32 @@ const Orv::TypeDesc $desc$ = {$qname$, Orv::TypeKind::enumeration, nullptr, 0, $
 ENUM_ROW = "{$text$, $value$},"
 
 
+def enum_local(e):
+    """The enumeration's name in its helpers' namespace, and the stem of its
+    descriptor's and table's names there."""
+    if e.outer is not None:
+        return f"{e.outer.name}::{e.name}", f"{e.outer.name}_{e.name}"
+    return e.name, e.name
+
+
+def enum_namespace(e):
+    return e.outer.ns if e.outer is not None else e.ns
+
+
 def emit_enum(e):
-    header = render(
-        ENUM_HEADER,
-        name=e.name,
-        items=[render(ENUM_ITEM, name=i.name, value=str(i.value)) for i in e.items],
-        desc=N.enum_desc(e.name),
-        instance=N.enum_instance(e.name),
-    )
+    """The enum class, its helpers and its source definitions."""
+    local, stem = enum_local(e)
+    decl = render(ENUM_CLASS, name=e.name, items=[render(ENUM_ITEM, name=i.name, value=str(i.value)) for i in e.items])
+    helpers = render(ENUM_HELPERS, name=local, desc=N.enum_desc(stem), instance=N.enum_instance(e.name))
     source = render(
         ENUM_SOURCE,
-        table=N.enum_table(e.name),
+        table=N.enum_table(stem),
         rows=[render(ENUM_ROW, text=N.string_literal(i.text), value=str(i.value)) for i in e.items],
-        desc=N.enum_desc(e.name),
+        desc=N.enum_desc(stem),
         qname=N.string_literal(e.qname),
         count=str(len(e.items)),
     )
-    return header, source
+    return decl, helpers, source
 
 
 # --- value types -------------------------------------------------------------
@@ -334,11 +346,12 @@ $dtor$
 
 $qname$::Ptr $qname$::$typeIs$($params$) {
   Ptr p(new $name$($args$));
-  p->hasNotificationActiveIs(true);
+  $activate$
   return p;
 }
 
 $name$::Ptr $factory$($params$) { return $name$::$typeIs$($args$); }"""
+ACTIVATE = "p->hasNotificationActiveIs(true);"
 OBJECT_SOURCE = """\
 $ctor$
 
@@ -369,8 +382,9 @@ class EntityCode:
     source: str
 
 
-def emit_entity(e):
-    """The code of an entity, state machine or counted object."""
+def emit_entity(e, nested_enums=()):
+    """The code of an entity, state machine or counted object; its nested
+    enumerations are declared first in its class, their helpers after it."""
     name, q = e.name, e.qname
     s = Sections()
     for a in e.attrs:
@@ -411,9 +425,10 @@ def emit_entity(e):
                                signature=N.string_literal(N.virtual_signature(v, q))))
     if e.init_fn:
         public.append(render(INIT_DECL, fn=e.init_fn))
-    nested = []
+    enums = [emit_enum(x) for x in nested_enums]
+    nested = [d for d, _, _ in enums]
     if not e.counted:
-        nested = [render(NESTED, name=n) for n in ["NotifieeConst", "Notifiee"] + [r.name for r in e.reactors]]
+        nested += [render(NESTED, name=n) for n in ["NotifieeConst", "Notifiee"] + [r.name for r in e.reactors]]
         if b is not None:
             nested.append(render(DERIVED_ALLOC, name=name))
         if keyof:
@@ -446,6 +461,9 @@ def emit_entity(e):
         args=args,
         factory=N.factory(name),
     )
+    if not e.counted:
+        # A quiet entity never switches notification on: its changes reach nobody.
+        sources["activate"] = "" if e.quiet else ACTIVATE
     src = [render(OBJECT_SOURCE if e.counted else ENTITY_SOURCE, **sources)]
     src.extend(s.source)
     kind = {"object": "object", "sm": "stateMachine"}.get(e.kind, "entity")
@@ -464,6 +482,8 @@ def emit_entity(e):
         )
         if e.sm:
             notifiee += "\n\n" + "\n\n".join(emit_reactor(e, r) for r in e.reactors)
+    header = "\n".join([header] + [h for _, h, _ in enums])
+    src = [c for _, _, c in enums] + src
     return EntityCode(header, notifiee, factory_decl, "\n".join(s.inline), "\n\n".join(src))
 
 
@@ -550,9 +570,10 @@ def dispatch_and_desc(e, s, kind, fallback):
     return [render(DISPATCH, qname=e.qname, cases=s.dispatch, fallback=fallback), desc]
 
 
-def order_entities(entities):
-    """Bases and members of an instantiating collection are defined before
-    the entities using them."""
+def order_entities(entities, enums=()):
+    """Bases, members of an instantiating collection and the entities whose
+    nested enumerations an entity uses are defined before it."""
+    nested_in = {x.qname: x.outer.qname for x in enums if x.outer is not None}
     done, out = set(), []
     local = {e.qname: e for e in entities}
 
@@ -565,6 +586,9 @@ def order_entities(entities):
         for a in e.attrs:
             if a.coll is not None and a.coll.shape == "new" and a.coll.elem.qname in local:
                 visit(local[a.coll.elem.qname])
+            outer = nested_in.get(getattr(a.type, "qname", None))
+            if outer is not None and outer in local:
+                visit(local[outer])
         out.append(e)
 
     for e in entities:
@@ -626,7 +650,7 @@ $body$
 SOURCE = """\
 $banner$
 
-#include <$header$>
+$headers$
 
 #include <iostream>
 #include <limits>
@@ -650,51 +674,80 @@ struct OrvUnitInit {
 }  // namespace
 """
 REGISTER = "Orv::typeNodeIs($desc$);"
+FURTHER_HEADER = """\
+$banner$
+
+#pragma once
+
+#include <$header$>
+
+$body$
+"""
 
 
 def descriptor_name(t):
-    prefix = "::".join(t.ns) + "::" if t.ns else ""
-    return prefix + (N.enum_desc(t.name) if isinstance(t, EnumType) else t.name + "::orvType")
+    if isinstance(t, EnumType):
+        return "::".join(enum_namespace(t) + (N.enum_desc(enum_local(t)[1]),))
+    return t.qname + "::orvType"
 
 
 def emit_unit(unit):
     folder = unit.folder
     b = banner(unit)
-    entities = order_entities(unit.entities)
-    fwd_items = [(e.ns, render(FWD_ENUM, name=e.name)) for e in unit.enums]
+    entities = order_entities(unit.entities, unit.enums)
+    # Nested enumerations are declared in their entity's class.
+    nested = {e.qname: [x for x in unit.enums if x.outer is not None and x.outer.qname == e.qname] for e in entities}
+    top_enums = [x for x in unit.enums if x.outer is None]
+    fwd_items = [(e.ns, render(FWD_ENUM, name=e.name)) for e in top_enums]
     fwd_items += [(t.ns, render(FWD_CLASS, name=t.name)) for t in list(unit.values) + entities]
     fwd = render(FWD, banner=b, decls=ns_blocks(fwd_items))
 
     includes = []
     for u in unit.imports:
         # A unit of extern types has no header of its own: its includes.
-        headers = [N.unit_header(u.folder, u.name)] if u.generates else u.includes
-        includes += [render(INCLUDE, header=h) for h in headers]
+        headers = [N.unit_header(u.folder, u.name)] + [N.unit_header(u.folder, h) for h in u.further_headers]
+        includes += [render(INCLUDE, header=h) for h in (headers if u.generates else u.includes)]
     includes.append(render(INCLUDE, header=N.unit_fwd_header(folder, unit.name)))
     includes += [render(INCLUDE, header=h) for h in unit.includes]
 
-    head_items, src_items = [], []
-    for e in unit.enums:
-        h, s = emit_enum(e)
-        head_items.append((e.ns, h))
+    # Each header's items in order: classes, notifiees, factories, inlines.
+    parts = {}
+
+    def part(t, i):
+        return parts.setdefault(t.header, ([], [], [], []))[i]
+
+    src_items = []
+    for e in top_enums:
+        d, h, s = emit_enum(e)
+        part(e, 0).append((e.ns, d + "\n" + h))
         src_items.append((e.ns, s))
     for v in unit.values:
         h, s = emit_value(v)
-        head_items.append((v.ns, h))
+        part(v, 0).append((v.ns, h))
         src_items.append((v.ns, s))
-    code = [(e.ns, emit_entity(e)) for e in entities]
-    head_items += [(ns, c.declaration) for ns, c in code]
-    head_items += [(ns, c.notifiees) for ns, c in code]
-    head_items += [(ns, c.factory) for ns, c in code]
-    head_items += [(ns, c.inline) for ns, c in code]
-    src_items += [(ns, c.source) for ns, c in code]
-    header = render(HEADER, banner=b, includes=includes, body=ns_blocks(head_items))
-    source = render(
+    for e in entities:
+        c = emit_entity(e, nested[e.qname])
+        for i, text in enumerate((c.declaration, c.notifiees, c.factory, c.inline)):
+            part(e, i).append((e.ns, text))
+        src_items.append((e.ns, c.source))
+
+    def body(h):
+        return ns_blocks([item for items in parts.get(h, ([],)) for item in items])
+
+    files = {
+        f"{unit.name}.h": render(HEADER, banner=b, includes=includes, body=body(None)),
+        f"{unit.name}.fwd.h": fwd,
+    }
+    unit_header = N.unit_header(folder, unit.name)
+    for h in unit.further_headers:
+        # A further header: the unit header first, then its own types.
+        files[f"{h}.h"] = render(FURTHER_HEADER, banner=b, header=unit_header, body=body(h))
+    files[f"{unit.name}.cpp"] = render(
         SOURCE,
         banner=b,
-        header=N.unit_header(folder, unit.name),
+        headers=[render(INCLUDE, header=x) for x in [unit_header] + [N.unit_header(folder, h) for h in unit.further_headers]],
         body=ns_blocks(src_items),
         bytes=c_bytes(type_name_section(unit.register)),
         register=[render(REGISTER, desc=descriptor_name(t)) for t in unit.register],
     )
-    return {f"{unit.name}.h": header, f"{unit.name}.fwd.h": fwd, f"{unit.name}.cpp": source}
+    return files

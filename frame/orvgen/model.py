@@ -52,6 +52,8 @@ class EnumType:
     ns: tuple
     items: tuple  # Enumerator
     pos: Pos
+    outer: Optional[TypeName] = None  # the entity whose class the enumeration is nested in
+    header: Optional[str] = None  # the unit's further header declaring it; None for the unit header
 
     @property
     def qname(self):
@@ -159,6 +161,7 @@ class ValueType:
     order_by: tuple = ()
     hands: tuple = ()
     text_attr: Optional[str] = None  # the attribute whose textual form is the value's
+    header: Optional[str] = None  # the unit's further header declaring it; None for the unit header
 
     @property
     def qname(self):
@@ -191,6 +194,8 @@ class Entity:
     virtuals: tuple = ()  # Virtual operations of an abstract entity
     base: Optional["Entity"] = None  # the entity this one derives from
     base_args: tuple = ()  # Default: fixed values of the base's constructor parameters after its name
+    quiet: bool = False  # notification never switched on: its changes notify nobody
+    header: Optional[str] = None  # the unit's further header declaring it; None for the unit header
 
     @property
     def qname(self):
@@ -254,6 +259,11 @@ class Unit:
         return self.enums + self.values + self.entities
 
     @property
+    def further_headers(self):
+        """Names of the unit's headers besides <Unit>.h, in order."""
+        return tuple(sorted({t.header for t in self.types if t.header is not None}))
+
+    @property
     def generates(self):
         """False for a unit of extern types only, which has no generated
         files: an importer includes its includes instead."""
@@ -303,6 +313,7 @@ class _Draft:
     base_args: tuple = ()
     first_id: int = 258
     frozen: object = None  # the assembled type
+    quiet: bool = False
     planned: bool = False  # plain members resolved
 
 
@@ -451,13 +462,14 @@ class Resolver:
         drafts = self.declare(syn.types)
         for dr in drafts:
             if dr.ref.kind == "enum":
-                dr.enum = self.resolve_enum(dr.decl)
+                dr.enum = self.resolve_enum(dr.decl, self.enum_outer(dr))
         structs = [dr for dr in drafts if dr.ref.kind not in ("enum", "extern")]
         for dr in structs:
             self.plain_members(dr)
         for dr in structs:
             self.deferred_members(dr)
         types = [self.assemble(dr) for dr in drafts]
+        self.check_headers(drafts)
         externs = [t for t in types if isinstance(t, ExternType)]
         types = [t for t in types if not isinstance(t, ExternType)]
         enums = [t for t in types if isinstance(t, EnumType)]
@@ -531,7 +543,40 @@ class Resolver:
             visit(v, set())
         return out
 
-    def resolve_enum(self, td):
+    def enum_outer(self, dr):
+        """An enumeration declared in a namespace that names an entity of the
+        unit is nested in that entity's class."""
+        outer = self.drafts.get("::".join(dr.ref.ns))
+        if outer is None:
+            return None
+        if outer.ref.kind not in ("entity", "sm", "object"):
+            self.d.error(dr.decl.pos, f"enum {dr.ref.name} is nested in {outer.ref.qname}, which is not an entity")
+            return None
+        if outer.decl.header != dr.decl.header:
+            self.d.error(dr.decl.pos, f"enum {dr.ref.name} is declared in another header than {outer.ref.qname}")
+        return outer.ref
+
+    def check_headers(self, drafts):
+        """A further header includes the unit header, so a type of the unit
+        header may not use a type of a further header."""
+        unit = self.syn.unit
+        further = {dr.ref.qname: dr.decl.header for dr in drafts if dr.decl.header is not None}
+        for dr in drafts:
+            h = dr.decl.header
+            if h is not None and h in (unit, f"{unit}.fwd"):
+                self.d.error(dr.decl.pos, f"header '{h}' is the unit's own header")
+            t = dr.frozen
+            if h is not None or not isinstance(t, (ValueType, Entity)):
+                continue
+            for a in t.attrs:
+                used = [a.type, a.target]
+                if a.coll is not None:
+                    used += [a.coll.elem, a.coll.key, a.coll.value]
+                for u in used:
+                    if isinstance(u, TypeName) and u.qname in further:
+                        self.d.error(a.pos, f"{t.qname} in the unit header uses {u.qname} of header {further[u.qname]}")
+
+    def resolve_enum(self, td, outer=None):
         items, seen_n, seen_v = [], set(), set()
         nxt = 0
         for it in td.items:
@@ -548,7 +593,7 @@ class Resolver:
             nxt = v + 1
         if not items:
             self.d.error(td.pos, f"enum {td.name} has no enumerators")
-        return EnumType(td.name, td.namespace, tuple(items), td.pos)
+        return EnumType(td.name, td.namespace, tuple(items), td.pos, outer, td.header)
 
     # pass 2: directives, plain attributes and constructor parameters
     def plain_members(self, dr):
@@ -610,6 +655,8 @@ class Resolver:
                 if d.args:
                     self.d.error(d.pos, "abstract takes no arguments")
                 dr.abstract = True
+            elif d.name == "quiet" and td.kind == "entity" and not d.args:
+                dr.quiet = True
             elif d.name == "virtual" and td.kind == "entity":
                 self.virtual_op(d, dr)
             else:
@@ -677,7 +724,8 @@ class Resolver:
         dr.virtuals.append(Virtual(m["ret"].strip(), m["name"], m["args"].strip(), bool(m["const"])))
 
     def params(self, dr, is_value):
-        for pname, ppos in dr.decl.params:
+        td = dr.decl
+        for pname, ppos in td.params:
             a = dr.by_name.get(pname)
             if a is None and pname in dr.by_name:
                 dr.params.append(pname)  # a reactor, resolved with the collections
@@ -688,7 +736,10 @@ class Resolver:
             if a.coll is not None or a.category in ("constant", "computed"):
                 self.d.error(ppos, f"constructor parameter '{pname}' must be a stored attribute")
                 continue
-            if not is_value and a.category != "key":
+            if not is_value and a.category != "key" and (td.named or td.kind != "entity" or a.category != "stored"):
+                # A stored attribute may follow a keyed entity's keys: it gives
+                # the initial value, and an instantiating collection sets it on
+                # an existing member instead of refusing a different value.
                 self.d.error(ppos, f"constructor parameter '{pname}' of an entity must be a key attribute")
             dr.params.append(a)
 
@@ -700,8 +751,14 @@ class Resolver:
             for a in plain:
                 if a.category == "key" and id(a) not in in_params:
                     self.d.error(a.pos, f"key attribute '{a.name}' must be a constructor parameter")
-        if td.kind == "entity" and not td.named and not dr.params and not dr.abstract:
-            self.d.error(td.pos, f"entity {td.name} needs a key constructor parameter or 'named'")
+        if td.kind == "entity" and not td.named and not dr.params and not dr.abstract and not td.explicit_params:
+            self.d.error(td.pos, f"entity {td.name} needs a key constructor parameter, 'named' or '()'")
+        if not is_value:
+            cats = [p.category for p in dr.params if isinstance(p, Attr)]
+            if cats and cats[0] != "key" and not td.named:
+                self.d.error(td.pos, f"the first constructor parameter of {td.name} must be its key")
+            elif any(a == "stored" and b == "key" for a, b in zip(cats, cats[1:])):
+                self.d.error(td.pos, f"stored constructor parameters of {td.name} follow its keys")
         if dr.virtuals and not dr.abstract:
             self.d.error(td.pos, f"entity {td.name} declares virtual operations but is not abstract")
         if dr.base is not None:
@@ -910,7 +967,8 @@ class Resolver:
                     key = self.attr_type_of(et, ref.by, ref.pos)
                 else:
                     key = self.entity_key_type(et, ref.pos)
-                    extra = tuple(self.params_of(et)[1:]) if not elem.named else ()
+                    # A named member's further keys follow its name.
+                    extra = tuple(self.params_of(et)[0 if elem.named else 1:])
         if key is None or (ref.shape in ("map", "by") and value is None) or (ref.shape in ("ptrby", "new") and elem is None):
             return None
         if isinstance(key, TypeName) and key.kind in ("entity", "object", "sm"):
@@ -983,10 +1041,11 @@ class Resolver:
                 self.d.error(pos, f"{dr.ref.qname} has no reactor '{target}'")
         if dr.ref.kind == "value":
             return ValueType(td.name, td.namespace, td.pos, attrs, tuple(params), dr.order_by, tuple(dr.hands),
-                             dr.text_attr)
+                             dr.text_attr, td.header)
         base = self.assemble(dr.base) if isinstance(dr.base, _Draft) else dr.base
         return Entity(td.name, td.namespace, td.pos, td.kind, td.named, attrs, tuple(params), tuple(dr.reactors),
-                      tuple(dr.hands), dr.init_fn, dr.abstract, tuple(dr.virtuals), base, self.base_defaults(dr))
+                      tuple(dr.hands), dr.init_fn, dr.abstract, tuple(dr.virtuals), base, self.base_defaults(dr),
+                      dr.quiet, td.header)
 
 
 def resolve(syntax, lines, imports, folder, platform=None):

@@ -5,7 +5,7 @@ from .lexer import tokenize
 from .syntax import AttrDecl, Directive, EnumItem, Literal, ModelFile, Range, TypeDecl, TypeRef
 
 TYPE_KINDS = ("enum", "value", "entity", "object", "sm")
-DIRECTIVES = ("order", "hand", "include", "init", "abstract", "virtual", "text")
+DIRECTIVES = ("order", "hand", "include", "init", "abstract", "virtual", "text", "quiet")
 
 
 class Parser:
@@ -50,10 +50,10 @@ class Parser:
     # -- grammar ------------------------------------------------------------
     def parse(self):
         mf = ModelFile(self.path)
-        self.statements(mf, (), top=True)
+        self.statements(mf, (), top=True, header=None)
         return mf
 
-    def statements(self, mf, ns, top):
+    def statements(self, mf, ns, top, header):
         while True:
             self.skip_newlines()
             t = self.peek()
@@ -99,13 +99,25 @@ class Parser:
                 self.next()
                 name = self.expect("ident", what="namespace name")
                 self.expect("punct", "{")
-                self.statements(mf, ns + tuple(name.text.split("::")), top=False)
+                self.statements(mf, ns + tuple(name.text.split("::")), top=False, header=header)
+                self.expect("punct", "}")
+                self.end_of_line()
+            elif word == "header" and self.peek(1).kind == "ident" and self.at("punct", "{", 2):
+                # header Name { declarations }: declared in the unit's further header Name.h
+                self.next()
+                name = self.next()
+                if header is not None:
+                    self.fail(name, "header blocks do not nest")
+                self.expect("punct", "{")
+                self.statements(mf, ns, top=False, header=name.text)
                 self.expect("punct", "}")
                 self.end_of_line()
             elif word == "extern":
                 mf.types.append(self.extern_decl(ns))
             elif word in TYPE_KINDS or (word == "named" and self.peek(1).text == "entity"):
-                mf.types.append(self.type_decl(ns))
+                decl = self.type_decl(ns)
+                decl.header = header
+                mf.types.append(decl)
             else:
                 self.fail(t, f"unknown declaration '{word}'")
 
@@ -121,6 +133,7 @@ class Parser:
         decl = TypeDecl(kind_tok.text, name.text, ns, name.pos, named=named)
         if self.at("punct", "("):
             self.next()
+            decl.explicit_params = True
             while not self.at("punct", ")"):
                 p = self.expect("ident", what="constructor parameter")
                 decl.params.append((p.text, p.pos))

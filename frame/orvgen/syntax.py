@@ -82,6 +82,8 @@ class TypeDecl:
     pos: Pos
     named: bool = False
     params: list = field(default_factory=list)
+    explicit_params: bool = False  # written with parentheses, possibly empty
+    header: Optional[str] = None  # the unit's further header that declares it
     base: Optional[tuple] = None  # (name, [Literal|ident args], pos)
     attrs: list = field(default_factory=list)
     items: list = field(default_factory=list)  # enum items

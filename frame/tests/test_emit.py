@@ -5,10 +5,11 @@ import os
 import unittest
 
 from support import HERE, generate, model
-from orvgen import emit, kinds
+from orvgen import emit, kinds, names
 from orvgen.loader import load
 from orvgen.model import SCALAR_KINDS
 
+N_DESC = names.enum_desc("B_G")
 SHAPES = ("map", "set", "by", "ptrby", "new", "reactors")
 
 
@@ -162,6 +163,69 @@ class DerivationTest(unittest.TestCase):
         self.assertIn('T::P::P(Orv::NboAttrLog::In&) { ORV_ASSERT_IN(false && "No attribute-log form for P - has '
                       'pointer", __PRETTY_FUNCTION__); }', self.cpp)
         self.assertNotIn("Orv::valueTypeRead(i, v)", self.cpp)
+
+
+SHAPES_MODEL = """\
+unit T
+namespace T {
+header TExtra {
+entity K() {
+  quiet
+  n: U32
+}
+}
+named entity B(grade) {
+  grade: B::G key
+}
+named entity D : B(high) {
+}
+entity R(id, vrf) {
+  id: U32 key
+  vrf: Orv::String
+}
+named entity H {
+  r: hashed new R
+  b: hashed new B
+}
+}
+namespace T::B {
+enum G {
+  low
+  high
+}
+}
+"""
+
+
+class EntityShapeTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.files = generate(SHAPES_MODEL)
+        cls.h, cls.cpp = cls.files["T.h"], cls.files["T.cpp"]
+
+    def test_a_further_header_holds_its_types_after_the_unit_header(self):
+        self.assertEqual(sorted(self.files), ["T.cpp", "T.fwd.h", "T.h", "TExtra.h"])
+        extra = self.files["TExtra.h"]
+        self.assertIn("#include <ipmodel/m/T.h>", extra)
+        self.assertIn("class IPMODEL_API K ", extra)
+        self.assertNotIn("class IPMODEL_API K ", self.h)
+        self.assertIn("#include <ipmodel/m/T.h>\n#include <ipmodel/m/TExtra.h>", self.cpp)
+        # A quiet, keyless entity: no key, notification never switched on.
+        self.assertIn("T::K::Ptr T::K::KIs() {\n  Ptr p(new K());\n  return p;\n}", self.cpp)
+
+    def test_a_nested_enumeration_is_declared_in_its_class_with_helpers_beside_it(self):
+        cls = self.h[self.h.index("class IPMODEL_API B "):]
+        self.assertLess(cls.index("enum class G : std::uint32_t {"), cls.index("};\n"))
+        self.assertIn("inline Orv::String stringValue(B::G v)", self.h)
+        self.assertNotIn("enum class G", self.files["T.fwd.h"])
+        self.assertIn("Orv::typeNodeIs(T::orvEnumDesc_B_G);".replace("orvEnumDesc_B_G", N_DESC), self.cpp)
+        self.assertIn("T::D::D(const Orv::Name& name) : T::B(name, T::B::G::high) {}", self.cpp)
+
+    def test_instantiating_collections_pass_further_keys_and_set_stored_parameters(self):
+        self.assertIn("Orv::Ptr<T::B> bIs(const Orv::Name& k, T::B::G grade);", self.h)
+        self.assertIn('Orv::frame::checkReinstantiate(*p, "grade", p->grade(), grade);', self.cpp)
+        self.assertIn("p->vrfIs(vrf);", self.cpp)
+        self.assertIn("T::R::R(std::uint32_t id, const Orv::String& vrf) : id_(id), vrf_(vrf) {}", self.cpp)
 
 
 class UnitTest(unittest.TestCase):

@@ -413,5 +413,78 @@ class DerivationTest(unittest.TestCase):
         )
 
 
+class EntityShapeTest(unittest.TestCase):
+    def test_keys_stored_parameters_nesting_and_headers_are_checked(self):
+        d = diagnostics(
+            """\
+            unit T
+            namespace T {
+            entity K {
+            }
+            entity R(id, vrf, tag) {
+              id: Lumen::IntfId key
+              vrf: L3::VrfName
+              tag: Orv::String key
+            }
+            value V(g) {
+              g: U32 key
+            }
+            header TExtra {
+            entity E(id) {
+              id: Lumen::IntfId key
+            }
+            }
+            named entity H {
+              e: hashed new E
+            }
+            }
+            namespace T::V {
+            enum W {
+              a
+            }
+            }
+            """
+        )
+        self.assertEqual(
+            d,
+            [
+                "m/T.model:23:6: error: enum W is nested in T::V, which is not an entity",
+                "m/T.model:3:8: error: entity K needs a key constructor parameter, 'named' or '()'",
+                "m/T.model:5:8: error: stored constructor parameters of R follow its keys",
+                "m/T.model:19:3: error: T::H in the unit header uses T::E of header TExtra",
+            ],
+        )
+
+    def test_keyless_nested_and_further_header_types(self):
+        m = model(
+            """\
+            unit T
+            namespace T {
+            header TExtra {
+            entity K() {
+              quiet
+            }
+            }
+            named entity B(grade) {
+              grade: B::G key
+            }
+            named entity D : B(high) {
+            }
+            }
+            namespace T::B {
+            enum G {
+              low
+              high
+            }
+            }
+            """
+        )
+        b, d, k = (next(e for e in m.entities if e.name == n) for n in ("B", "D", "K"))
+        self.assertTrue(k.keyless and k.quiet)
+        self.assertEqual((k.header, m.further_headers), ("TExtra", ("TExtra",)))
+        self.assertEqual(d.base_args, (Default("enumerator", "high"),))
+        self.assertEqual(m.enums[0].outer.qname, "T::B")
+
+
 if __name__ == "__main__":
     unittest.main()

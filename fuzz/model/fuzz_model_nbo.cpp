@@ -29,10 +29,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   read<Ip::IntfAddrInfo>(data, size);
   read<Ip::MulticastGroupInfo>(data, size);
   read<Urpf::UrpfConfig>(data, size);
+  read<VirtualIp::VrfIpPair>(data, size);
+  read<VirtualIp::VrfIpWithMaskPair>(data, size);
+  read<VrfTypes::VrfCleanupEntry>(data, size);
+  read<L3::UpdateIpIntfStatusRequest>(data, size);
+  read<L3::ProtocolAgentModelType>(data, size);
   Orv::NboAttrLog::In in(data, size);
   try {
     Ip::IpAddrScope s;
     in >> s;
+    Ip::RouteDistinguisherInput::ClientPrecedence p;
+    in >> p;
   } catch (const Orv::NboAttrLogException&) {
   }
   return 0;

@@ -30,6 +30,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   roundTrip<Urpf::UrpfStatus>(text);
   roundTrip<Ip::IpAddrScope>(text);
   roundTrip<Ip::TristateBool>(text);
+  roundTrip<Ip::VrfState>(text);
+  roundTrip<Ip::RouteDistinguisherInput::ClientPrecedence>(text);
+  roundTrip<VirtualIp::VrfIpPair>(text);
+  roundTrip<VirtualIp::VrfIpWithMaskPair>(text);
+  roundTrip<VrfTypes::VrfCleanupEntry>(text);
+  roundTrip<L3::UpdateIpIntfStatusRequest>(text);
+  roundTrip<VirtualIp::VrfIpWithMaskPair>("Value('VirtualIp::VrfIpWithMaskPair', ** {'vrfName': " +
+                                          text + ", 'ipWithMask': 10.0.0.1/24})");
   // Seed-like inputs: the fuzzer's text inside a valid frame.
   roundTrip<Ip::IntfAddrInfo>("Value('Ip::IntfAddrInfo', ** {'intfId': " + text +
                               ", 'addr': 10.0.0.1})");

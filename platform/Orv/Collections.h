@@ -349,6 +349,12 @@ class CollRange {
   iterator lowerBound(const K& k) const {
     return map_->lowerBound(k);
   }
+  // The member under k (its value, or the entity), null when k is absent:
+  // one lookup where contains() and a read would take two.
+  template <class K>
+  auto find(const K& k) const {
+    return map_->find(k);
+  }
   // Hashed collections: the bucket array's current size.
   std::size_t bucketCount() const requires requires(const Map& m) { m.bucketCount(); }
   { return map_->bucketCount(); }

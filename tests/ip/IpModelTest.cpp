@@ -11,7 +11,9 @@ namespace {
 
 // Types of the IPv4 unit (the source-interface unit shares the namespace).
 bool inIpUnit(const std::string& n) {
-  return n.rfind("Ip::", 0) == 0 && n.rfind("Ip::SourceIntf::", 0) != 0;
+  // The IPv4 unit's own types: not the source-interface or decision machines.
+  return n.rfind("Ip::", 0) == 0 && n.rfind("Ip::SourceIntf::", 0) != 0 &&
+         n != "Ip::RouteDistinguisherSm";
 }
 
 using Lumen::IntfId;
@@ -306,12 +308,32 @@ TEST(IpRegistration, UnitRegistersItsTypesInItsOrder) {
     std::string n = t->name;
     if (inIpUnit(n)) ip.push_back(n);
   }
-  EXPECT_EQ(
-      ip, (std::vector<std::string>{
-              "Ip::Status", "Ip::Input::Status", "Ip::MulticastGroupsForApplications",
-              "Ip::IpConfigError", "Ip::MulticastGroupInfo", "Ip::IntfAddrInfo", "Ip::TristateBool",
-              "Ip::IpIntfStatus", "Ip::IpIntfConfig", "Ip::AddrSource", "Ip::Config",
-              "Ip::VrfIpIntfStatus", "Ip::IpAddrScope", "Ip::IpInputStatusDir"}));
+  EXPECT_EQ(ip, (std::vector<std::string>{"Ip::Status",
+                                          "Ip::Input::Status",
+                                          "Ip::VrfCapability",
+                                          "Ip::RouteDistinguisherInput",
+                                          "Ip::RouteDistinguisherInput::ClientPrecedence",
+                                          "Ip::MulticastGroupsForApplications",
+                                          "Ip::VrfConfig",
+                                          "Ip::AllVrfConfig",
+                                          "Ip::AllVrfStatusGlobal",
+                                          "Ip::IpConfigError",
+                                          "Ip::MulticastGroupInfo",
+                                          "Ip::IntfAddrInfo",
+                                          "Ip::VrfDefinitionRouteDistinguisherInput",
+                                          "Ip::AllVrfStatusLocal",
+                                          "Ip::VrfState",
+                                          "Ip::TristateBool",
+                                          "Ip::VrfStatusLocal",
+                                          "Ip::IpIntfStatus",
+                                          "Ip::IpIntfConfig",
+                                          "Ip::AddrSource",
+                                          "Ip::Config",
+                                          "Ip::VrfIpIntfStatus",
+                                          "Ip::VrfStatusGlobal",
+                                          "Ip::IpAddrScope",
+                                          "Ip::IpInputStatusDir",
+                                          "Ip::BgpRouteDistinguisherInput"}));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <ipmodel/test/Kitchen.h>
+#include <ipmodel/test/KitchenBag.h>
 
 namespace {
 
@@ -619,4 +620,103 @@ TEST(ModelDerivedDeathTest, BaseObjectOperationsFailNamingTheirSignature) {
                "virtual const Lumen::IpAddr Kitchen::Gauge::first\\(Lumen::IntfId, const "
                "Lumen::IpAddrWithMask&\\) const");
   EXPECT_DEATH(gauge->poke(true), "virtual void Kitchen::Gauge::poke\\(bool\\)");
+}
+
+TEST(ModelDerived, DerivedTypeFixesTheBaseParameterAndKeepsItsAttributes) {
+  using Kitchen::LowSource;
+  using Kitchen::Source;
+  auto low = Kitchen::lowSourceFactory("low1");
+  EXPECT_EQ(low->name(), "low1");
+  EXPECT_EQ(low->grade(), Source::Grade::low);
+  EXPECT_STREQ(low->fwkType().name, "Kitchen::LowSource");
+  EXPECT_EQ(Orv::typeNode("Kitchen::LowSource"), &LowSource::orvType);
+  // The base's attribute rows, found through the derived type and owned by
+  // the base.
+  const Orv::AttrDesc* weight = LowSource::orvType.attr("weight");
+  ASSERT_NE(weight, nullptr);
+  EXPECT_EQ(weight->id, Source::orvType.attr("weight")->id);
+  EXPECT_EQ(weight->owner, &Source::orvType);
+  EXPECT_EQ(Orv::allocTrack<LowSource>().liveObjects(), 1u);
+  EXPECT_EQ(Orv::allocTrack<Source>().liveObjects(), 0u);
+
+  // A reactor of the derived type hears the base's attributes and sees the
+  // notifier with its own type; so does a reactor of the base.
+  struct LowLog : LowSource::NotifieeConst {
+    int weight = 0;
+    void onWeight(const IntfId&) override { ++weight; }
+  } dl;
+  struct BaseLog : Source::NotifieeConst {
+    int weight = 0;
+    void onWeight(const IntfId&) override { ++weight; }
+  } bl;
+  dl.notifierIs(low);
+  bl.notifierIs(Orv::Ptr<const Source>(low));
+  low->weightIs(IntfId("e1"), 3);
+  low->weightIs(IntfId("e1"), 3);
+  EXPECT_EQ(dl.weight, 1);
+  EXPECT_EQ(bl.weight, 1);
+  EXPECT_EQ(dl.notifier(), low);
+
+  // The base itself takes the further key; a collection of it checks it on
+  // reinstantiation like any constructor parameter.
+  auto root = Kitchen::rootFactory("root");
+  auto s = root->sourceIs("s1", Source::Grade::high);
+  EXPECT_EQ(root->sourceIs("s1", Source::Grade::high), s);
+  EXPECT_THROW(root->sourceIs("s1", Source::Grade::none), Orv::NameInUseException);
+  EXPECT_EQ(s->fullName(), "/root/source/s1");
+}
+
+TEST(ModelEnum, NestedEnumerationHasTheOperationsUnderItsQualifiedName) {
+  using Grade = Kitchen::Source::Grade;
+  EXPECT_EQ(Kitchen::GradeInstance(2u), Grade::high);
+  EXPECT_EQ(Kitchen::GradeInstance(Orv::String("low")), Grade::low);
+  EXPECT_EQ(stringValue(Grade::none), "none");
+  EXPECT_EQ(Orv::strepToValue<Grade>("high"), Grade::high);
+  const Orv::TypeDesc* d = Orv::typeNode("Kitchen::Source::Grade");
+  ASSERT_NE(d, nullptr);
+  EXPECT_EQ(d->enumeratorCount, 3);
+}
+
+TEST(ModelInstantiating, StoredParameterIsSetOnReAddAndKeylessEntitiesStandAlone) {
+  auto root = Kitchen::rootFactory("root");
+  struct RootLog : Kitchen::Root::NotifieeConst {
+    int request = 0;
+    void onRequest(const IntfId&) override { ++request; }
+  } rl;
+  rl.notifierIs(root);
+  auto r = root->requestIs(IntfId("e1"), L3::VrfName("red"));
+  struct RequestLog : Kitchen::Request::NotifieeConst {
+    int vrf = 0;
+    void onVrf() override { ++vrf; }
+  } ql;
+  ql.notifierIs(r);
+  EXPECT_EQ(root->requestIs(IntfId("e1"), L3::VrfName("blue")), r);  // no exception
+  EXPECT_EQ(r->vrf(), L3::VrfName("blue"));
+  EXPECT_EQ(root->requestIs(IntfId("e1"), L3::VrfName("blue")), r);
+  EXPECT_EQ(ql.vrf, 1);
+  EXPECT_EQ(rl.request, 1);
+
+  auto bag = Kitchen::bagFactory();
+  bag->wordIs("a");
+  EXPECT_TRUE(bag->word("a"));
+  EXPECT_EQ(bag->fullName(), "/");
+}
+
+TEST(ModelQuiet, QuietEntitiesNotifyNobody) {
+  auto tags = Kitchen::tagsFactory(IntfId("e1"));
+  EXPECT_FALSE(tags->notificationActive());
+  struct Log : Kitchen::Tags::NotifieeConst {
+    int heard = 0;
+    void onTag(const Orv::String&) override { ++heard; }
+    void onCount() override { ++heard; }
+  } log;
+  log.notifierIs(tags);
+  tags->tagIs("a");
+  tags->tagIs("a");
+  tags->tagNotify("a");
+  tags->countIs(3);
+  tags->tagDel("a");
+  EXPECT_EQ(log.heard, 0);
+  EXPECT_EQ(tags->count(), 3u);
+  EXPECT_TRUE(tags->tag().empty());
 }

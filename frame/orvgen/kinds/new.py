@@ -22,6 +22,8 @@ $ptr$ $owner$::$setter$($params$) {
   return e;
 }"""
 CHECK = "Orv::frame::checkReinstantiate(*p, $text$, p->$name$(), $param$);"
+# A stored parameter is set on the existing member (notifying its notifiees).
+SET_PARAM = "p->$setter$($param$);"
 SET = "$setter$(a.key.as<$keytype$>()); return true;"
 # With further parameters generic access cannot create a member.
 NO_SET = "(void)a; return false;"
@@ -53,6 +55,7 @@ class Emitter(Collection):
                            + [render(PARAM, type=N.attr_param(x), name=N.param_name(x.name)) for x in c.extra])
         args = ", ".join(["k"] + [N.param_name(x.name) for x in c.extra])
         checks = [render(CHECK, text=N.string_literal(x.name), name=x.name, param=N.param_name(x.name))
+                  if x.category == "key" else render(SET_PARAM, setter=N.setter(x.name), param=N.param_name(x.name))
                   for x in c.extra]
         insert = render(INSERT_INTRUSIVE if c.order == "hashed" else INSERT, member=m)
         set_arg = render(SET, setter=N.setter(a.name), keytype=N.cpp(c.key)) if not c.extra else NO_SET
