@@ -9,6 +9,12 @@ decided in names.py, and all output goes through the strict template writer
 (writer.py). The platform's value types are declared in
 platform/Platform.model, read when a model names one of them.
 
+An entity derived from another (': Base' with the base's further values in
+parentheses) takes one path: the resolver checks the base (named, or
+abstract and keyless) and numbers the attributes after the base's; the
+entity emitter builds the base in the constructor, lists the base's
+descriptor rows first and falls back to the base for generic access.
+
 A new attribute kind: the model gives attributes that kind, one module in
 kinds/ writes them (its templates beside it), and tests/model/Kitchen.model
 holds a case of it.

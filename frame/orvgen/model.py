@@ -763,7 +763,7 @@ class Resolver:
             self.d.error(td.pos, f"entity {td.name} declares virtual operations but is not abstract")
         if dr.base is not None:
             for a in plain:
-                if a.category not in ("key", "computed", "constant"):
+                if a.category not in ("key", "computed", "constant") or a.writable:
                     self.d.error(a.pos, "a derived entity notifies through its base: it holds keys, constants "
                                  "and computed attributes only")
         if td.kind == "object":

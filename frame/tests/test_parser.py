@@ -44,6 +44,15 @@ class ParserTest(unittest.TestCase):
         self.assertEqual([(i.name, i.value, i.text) for i in m.enums[0].items],
                          [("x", 0, "x"), ("y", 5, "y"), ("z", 6, "z")])
 
+    def test_header_blocks_parentheses_and_bases(self):
+        syn = parse_text("unit T\nnamespace N {\nheader X {\nentity E() : B(1, low) {\n}\n}\nentity F(k) {\n}\n}\n",
+                         "m/T.model")
+        e, f = syn.types
+        self.assertEqual((e.header, e.explicit_params, e.params, e.base[0]), ("X", True, [], "B"))
+        self.assertEqual([a.value for a in e.base[1]], [1, "low"])
+        self.assertEqual((f.header, f.explicit_params), (None, True))
+        self.assertIn("header blocks do not nest", diagnostics("unit T\nheader X {\nheader Y {\n}\n}\n")[0])
+
 
 class ExternTest(unittest.TestCase):
     def test_extern_declarations_name_a_type_and_whether_it_is_small(self):
