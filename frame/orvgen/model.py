@@ -665,7 +665,7 @@ class Resolver:
     def resolve_base(self, dr):
         """The entity dr derives from, with fixed values for the base's
         constructor parameters after its name. A base is named or keyless
-        (abstract); a derived entity is named when its base is, and numbers
+        (abstract, or declared with '()'); a derived entity is named when its base is, and numbers
         its attributes after the base's."""
         td = dr.decl
         bname, args, pos = td.base
@@ -681,7 +681,7 @@ class Resolver:
                 return
             self.plain_members(base)
             ok = base.decl.kind == "entity" and base.decl.base is None
-            named, keyless, bparams = base.ref.named, base.abstract and not base.decl.params, base.decl.params
+            named, keyless, bparams = base.ref.named, not base.ref.named and not base.decl.params, base.decl.params
             first = 258 + len(base.slots)
         else:
             ok = isinstance(base, Entity) and base.kind == "entity" and base.base is None
@@ -690,7 +690,7 @@ class Resolver:
             bparams = base.params if ok else ()
             first = base.end_id if ok else 258
         if not ok or not (named or keyless):
-            self.d.error(pos, f"base '{bname}' is not a named or abstract entity")
+            self.d.error(pos, f"base '{bname}' is not a named or keyless entity")
             return
         if named != td.named:
             self.d.error(pos, f"{dr.ref.qname} must be named exactly when its base '{bname}' is")

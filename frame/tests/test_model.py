@@ -369,7 +369,7 @@ class DerivationTest(unittest.TestCase):
             [
                 "m/T.model:11:3: error: cannot read the declaration 'not a declaration'",
                 "m/T.model:8:8: error: entity B declares virtual operations but is not abstract",
-                "m/T.model:13:16: error: base 'B' is not a named or abstract entity",
+                "m/T.model:13:16: error: base 'B' is not a named or keyless entity",
                 "m/T.model:18:3: error: a derived entity notifies through its base: it holds keys, constants "
                 "and computed attributes only",
                 "m/T.model:23:18: error: base 'N' takes 1 values after its name, not 0",
