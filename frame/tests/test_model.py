@@ -402,6 +402,9 @@ class DerivationTest(unittest.TestCase):
             """
         )
         d, a, n, mm = m.entities
+        # An entity declared with '()' is keyless and may be a base too.
+        k = model("unit T\nnamespace T {\nentity K() {\n}\nentity E(id) : K {\n  id: U32 key\n}\n}\n")
+        self.assertIs(k.entities[1].base, k.entities[0])
         self.assertIs(d.base, a)
         self.assertEqual(d.attrs[0].id, 260)
         self.assertEqual((d.end_id, mm.end_id), (261, 260))
