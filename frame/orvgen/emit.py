@@ -420,7 +420,7 @@ def emit_entity(e, nested_enums=()):
     params, args = ", ".join(plist), ", ".join(alist)
     public = s.public + [render(VIRTUAL_DECL, decl=N.virtual_decl(v)) for v in e.virtuals] + list(e.hands)
     for v in e.virtuals:
-        s.source.append(render(VIRTUAL_BODY, decl=N.virtual_decl(v).replace(f" {v.name}(", f" {q}::{v.name}(", 1),
+        s.source.append(render(VIRTUAL_BODY, decl=N.virtual_decl(v, q),
                                expr=N.string_literal(MUST_OVERRIDE),
                                signature=N.string_literal(N.virtual_signature(v, q))))
     if e.init_fn:

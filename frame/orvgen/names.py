@@ -345,11 +345,13 @@ def declared(a, in_value):
     return out
 
 
-def virtual_decl(v):
-    """The declaration of an abstract entity's virtual operation."""
-    return f"{v.ret} {v.name}({v.args}){' const' if v.const else ''}"
+def virtual_decl(v, owner_qname=None):
+    """The declaration of an abstract entity's virtual operation, qualified
+    by its owner for the base's definition."""
+    name = f"{owner_qname}::{v.name}" if owner_qname else v.name
+    return f"{v.ret} {name}({v.args}){' const' if v.const else ''}"
 
 
 def virtual_signature(v, owner_qname):
     """The signature the base body's failed assertion names as its function."""
-    return f"virtual {v.ret} {owner_qname}::{v.name}({v.args}){' const' if v.const else ''}"
+    return "virtual " + virtual_decl(v, owner_qname)
