@@ -1,6 +1,7 @@
 """Type and unit emitters: enumerations, value types, entities, and the
 three files of a unit (header, forward header, source)."""
 
+from . import emit_attrlog
 from . import names as N
 from .emit_attrs import Sections, attr_emitter, desc_row, echo, query_params
 from .model import EnumType
@@ -269,12 +270,12 @@ def emit_entity(e):
         keyof = (
             f"struct OrvKeyOf {{\n  static const {k.cpp}& key(const {name}& e) {{ return e.{N.member(k.name)}; }}\n}};"
         )
-    public = s.public + list(e.hands)
+    public = s.public + emit_attrlog.public(e) + list(e.hands)
     if e.init:
         public.append(f"void {e.init_fn}();  // hand-written, run at the end of the constructor")
     if e.counted:
         return emit_object(e, s, public, params, args, inits)
-    nested = ["class NotifieeConst;", "class Notifiee;"] + [f"class {r.name};" for r in e.reactors]
+    nested = ["class NotifieeConst;", "class Notifiee;"] + emit_attrlog.nested(e) + [f"class {r.name};" for r in e.reactors]
     if keyof:
         nested.append(keyof)
     header = render(
@@ -298,6 +299,8 @@ def emit_entity(e):
     )
     if e.sm:
         notifiee += "\n\n" + "\n\n".join(emit_reactor(e, r) for r in e.reactors)
+    if emit_attrlog.header(e):
+        notifiee += "\n\n" + emit_attrlog.header(e)
     factory_decl = f"IPMODEL_API {name}::Ptr {N.factory(name)}({params});"
     src = []
     ctor_body = list(s.ctor_check)
@@ -320,6 +323,7 @@ def emit_entity(e):
     )
     src.append(f"{name}::Ptr {N.factory(name)}({params}) {{ return {name}::{N.type_is(name)}({args}); }}")
     src.extend(s.source)
+    src.extend(emit_attrlog.source(e))
     src.extend(dispatch_and_desc(e, s, "stateMachine" if e.sm else "entity", "Orv::Entity::orvAttr(op, id, arg)"))
     return header, notifiee, factory_decl, "\n".join(s.inline), "\n\n".join(src)
 

@@ -237,7 +237,8 @@ class CollectionEmitter:
                 f"  {mt} e = {e.qname}::{N.type_is(e.name)}({args});\n"
                 f"  {insert}\n  e->parentIs(this, {a.id});\n  {notify}(k);\n  return e;\n}}"
             )
-            set_arg = f"{is_}(a.key.as<{K}>()); return true;" if not extra else "(void)a; return false;"
+            ctor_args = "".join(f", Orv::frame::ctorArg<{x.cpp}>(a, {i})" for i, x in enumerate(extra))
+            set_arg = f"{is_}(a.key.as<{K}>(){ctor_args}); return true;"
             s.dtor.append(f"Orv::frame::orphanAll({m});")
         # removal: one call into the runtime each
         del_ret = "bool" if c.shape == "set" else mt
