@@ -41,6 +41,8 @@ class IPMODEL_API Out : public PtrInterface {
   bool hasRoom(std::size_t n) const { return bytes_.size() + n <= capacity_; }
   // Drops everything written so far (the reader has consumed it).
   void drain() { bytes_.clear(); }
+  // Drops the first n bytes (a partial send).
+  void consume(std::size_t n) { bytes_.erase(bytes_.begin(), bytes_.begin() + std::ptrdiff_t(n)); }
 
   void writeU8(std::uint8_t v) { bytes_.push_back(v); }
   void writeU16(std::uint16_t v) {
@@ -82,9 +84,14 @@ class IPMODEL_API In {
   explicit In(const std::vector<std::uint8_t>& v) : data_(v.data()), len_(v.size()) {}
 
   std::size_t offset() const { return pos_; }
+  const std::uint8_t* data() const { return data_; }
   std::size_t remaining() const { return len_ - pos_; }
   bool atEnd() const { return pos_ == len_; }
 
+  std::uint8_t peekU8() const {
+    need(1, "u8");
+    return data_[pos_];
+  }
   std::uint8_t readU8() {
     need(1, "u8");
     return data_[pos_++];
