@@ -379,9 +379,12 @@ def dispatch_and_desc(e, s, kind, fallback):
         f"int {q}::orvAttr(Orv::AttrOp op, std::uint16_t id, Orv::AttrArg& arg) {{\n"
         f"  switch (id) {{\n{cases}\n    default:\n      return {fallback};\n  }}\n}}"
     ]
+    named_is = ""
+    if kind == "entity" and e.named:
+        named_is = f", [](const Orv::Name& n) -> Orv::Ptr<Orv::Entity> {{ return {name}::{N.type_is(name)}(n); }}"
     desc = (
         f"const Orv::TypeDesc {name}::orvType = {{{cpp_string(q)}, Orv::TypeKind::{kind}, {table}, "
-        f"{len(s.desc)}, nullptr, 0, 0}};"
+        f"{len(s.desc)}, nullptr, 0, 0{named_is}}};"
     )
     if s.desc:
         desc = f"namespace {{\nconst Orv::AttrDesc orvAttrs_{name}[] = {{\n{rows}\n}};\n}}  // namespace\n" + desc
