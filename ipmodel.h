@@ -6,6 +6,7 @@
 #include <ipmodel/Lumen/Lumen.h>
 #include <ipmodel/Lumen/Netlink.h>
 #include <ipmodel/Lumen/VrfName.h>
+#include <ipmodel/Statedb/Statedb.h>
 
 #include <ipmodel/L3/L3.h>
 #include <ipmodel/L3/UrpfTypes.h>
