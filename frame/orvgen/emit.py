@@ -375,8 +375,10 @@ def dispatch_and_desc(e, s, kind, fallback):
     cases = "\n".join("    " + l.replace("\n", "\n    ") for l in s.dispatch)
     rows = "\n".join("  " + r for r in s.desc)
     table = f"orvAttrs_{name}" if s.desc else "nullptr"
+    # A type without attributes only falls back: its switch reads neither.
+    unused = "" if s.dispatch else "[[maybe_unused]] "
     out = [
-        f"int {q}::orvAttr(Orv::AttrOp op, std::uint16_t id, Orv::AttrArg& arg) {{\n"
+        f"int {q}::orvAttr({unused}Orv::AttrOp op, std::uint16_t id, {unused}Orv::AttrArg& arg) {{\n"
         f"  switch (id) {{\n{cases}\n    default:\n      return {fallback};\n  }}\n}}"
     ]
     named_is = ""
