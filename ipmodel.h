@@ -6,6 +6,9 @@
 #include <ipmodel/Lumen/Lumen.h>
 #include <ipmodel/Lumen/Netlink.h>
 #include <ipmodel/Lumen/VrfName.h>
+#include <ipmodel/Bytelog/Bytelog.h>
+#include <ipmodel/Statedb/Cell.h>
+#include <ipmodel/Statedb/Dir.h>
 #include <ipmodel/Statedb/Statedb.h>
 
 #include <ipmodel/L3/L3.h>
@@ -15,3 +18,4 @@
 #include <ipmodel/Ip6/Ip6.h>
 #include <ipmodel/Ip6/SourceAddressSelection.h>
 #include <ipmodel/SrcIntf/SrcIntf.h>
+#include <ipmodel/Ira/IpStatusMounter.h>

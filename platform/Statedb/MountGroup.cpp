@@ -213,6 +213,12 @@ bool MountGroup::settled() const {
   return true;
 }
 
+std::vector<Mount> MountGroup::mounts() const {
+  std::vector<Mount> r;
+  for (auto& [id, path] : impl_->pathById) r.push_back(impl_->mounts.at(path).mount);
+  return r;
+}
+
 void MountGroup::onMountIs(std::function<void(const std::string&, MountState)> f) {
   impl_->onMount = std::move(f);
 }

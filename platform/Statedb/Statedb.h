@@ -92,6 +92,8 @@ class IPMODEL_API MountGroup : public Orv::PtrInterface {
   std::string error(const std::string& path) const;
   // True when every mount is complete or failed.
   bool settled() const;
+  // Every mount in the order it was made.
+  std::vector<Mount> mounts() const;
   // Called once per mount when it completes or fails.
   void onMountIs(std::function<void(const std::string& path, MountState)> f);
 
