@@ -226,6 +226,12 @@ void MountGroup::onMountIs(std::function<void(const std::string&, MountState)> f
 int MountGroup::fd() const { return impl_->session ? impl_->session->fd() : -1; }
 bool MountGroup::wantsWrite() const { return impl_->session && impl_->session->wantsWrite(); }
 bool MountGroup::connected() const { return impl_->session != nullptr; }
+std::uint64_t MountGroup::bytesSent() const {
+  return impl_->session ? impl_->session->bytesSent() : 0;
+}
+std::uint64_t MountGroup::bytesReceived() const {
+  return impl_->session ? impl_->session->bytesReceived() : 0;
+}
 
 void MountGroup::processReady() { impl_->process(); }
 

@@ -82,7 +82,7 @@ std::uint32_t Session::memberOut(Entity& member) {
 void Session::entryEnd() {
   // An entry just ended: a large stage becomes a frame here, so that no
   // frame ever splits an entry.
-  if (stage_->size() >= stageFrameBytes) stageToSend();
+  if (stage_->size() >= frameAt_) stageToSend();
   if (serializing_) return;
   serializing_ = true;
   // Members named by the entry just written follow it with their state;
@@ -136,7 +136,7 @@ void Session::flushDeferred() {
     Ptr<Sa> sa = deferred_.front();
     if (sa->flush()) {
       deferredSet_.erase(sa.ptr());
-      deferred_.erase(deferred_.begin());
+      deferred_.pop_front();
     }
   }
 }
@@ -155,6 +155,7 @@ bool Session::writeReady() {
         return false;
       }
       sendOff_ += static_cast<std::size_t>(n);
+      sent_ += static_cast<std::uint64_t>(n);
     }
     send_.clear();
     sendOff_ = 0;
@@ -171,6 +172,7 @@ bool Session::readReady(const std::function<void(std::uint8_t, In&)>& onFrame, s
   for (;;) {
     const ssize_t n = ::recv(fd_, buf, sizeof buf, MSG_DONTWAIT);
     if (n > 0) {
+      received_ += static_cast<std::uint64_t>(n);
       recv_.insert(recv_.end(), buf, buf + n);
       if (recv_.size() >= (1u << 20)) break;  // apply what we have before reading more
       continue;

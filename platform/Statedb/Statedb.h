@@ -102,6 +102,9 @@ class IPMODEL_API MountGroup : public Orv::PtrInterface {
   int fd() const;
   bool wantsWrite() const;
   bool connected() const;
+  // Bytes through the current connection's socket, framing included.
+  std::uint64_t bytesSent() const;
+  std::uint64_t bytesReceived() const;
   // Reads, applies, writes and reconnects as far as possible without
   // blocking.
   void processReady();

@@ -17,6 +17,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <string>
 #include <unordered_map>
@@ -49,11 +50,17 @@ class IPMODEL_API Session : public Orv::NboAttrLog::Peer {
   Session& operator=(const Session&) = delete;
 
   int fd() const { return fd_; }
+  // Bytes through the socket so far, framing included.
+  std::uint64_t bytesSent() const { return sent_; }
+  std::uint64_t bytesReceived() const { return received_; }
 
   // Attaches an adapter to e under identity (both directions).
   Orv::Ptr<Sa> attach(Orv::Entity& e, std::uint32_t identity, std::uint32_t flags);
   void detachAll();
   const Orv::Ptr<Orv::NboAttrLog::Out>& stage() const { return stage_; }
+  // The stage size at which entryEnd() frames the stage (stageFrameBytes);
+  // a session without a socket may keep everything staged.
+  void frameAtIs(std::size_t n) { frameAt_ = n; }
 
   // Queues a control frame after the entries staged so far.
   void control(MsgType type, const Orv::NboAttrLog::Out& body);
@@ -88,16 +95,19 @@ class IPMODEL_API Session : public Orv::NboAttrLog::Peer {
   int fd_;
   Index& index_;
   std::size_t budget_;
+  std::size_t frameAt_ = stageFrameBytes;
   Orv::Ptr<Orv::NboAttrLog::Out> stage_;
   std::vector<std::uint8_t> send_;
   std::size_t sendOff_ = 0;
+  std::uint64_t sent_ = 0;
+  std::uint64_t received_ = 0;
   std::vector<std::uint8_t> recv_;
   std::unordered_map<std::uint32_t, Orv::Ptr<Sa>> byIdentity_;
   std::unordered_map<const Orv::Entity*, Orv::Ptr<Sa>> byEntity_;
   std::uint32_t nextIdentity_;
   std::vector<Orv::Ptr<Sa>> pendingFull_;
   bool serializing_ = false;
-  std::vector<Orv::Ptr<Sa>> deferred_;
+  std::deque<Orv::Ptr<Sa>> deferred_;
   std::unordered_set<const Sa*> deferredSet_;
 };
 
