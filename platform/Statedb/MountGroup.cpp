@@ -13,6 +13,7 @@
 
 #include <ipmodel/Orv/Exception.h>
 #include <ipmodel/Orv/Type.h>
+#include <ipmodel/Statedb/Dir.h>
 #include <ipmodel/Statedb/internal/Session.h>
 
 namespace Statedb {
@@ -54,6 +55,30 @@ std::uint32_t handleFlags(const std::string& flags) {
 }
 
 struct MountGroup::Impl {
+  // Follows a directory mounted with "i": every entry it lists is mounted
+  // too, with the directory's other flags.
+  class DirFollower : public Orv::Dir::NotifieeConst {
+   public:
+    DirFollower(MountGroup::Impl& g, std::string path, std::string flags)
+        : g_(g), path_(std::move(path)), flags_(std::move(flags)) {}
+    void onEntry(const Orv::String& name) override { follow(name); }
+    void onEntryorvImmediate() override {
+      for (auto it = notifier()->entry().begin(); it != notifier()->entry().end(); ++it)
+        follow(it.key());
+    }
+
+   private:
+    void follow(const Orv::String& name) {
+      const std::string type = notifier()->entry(name);
+      const std::string child = path_ + "/" + name;
+      if (type.empty() || g_.mounts.count(child) != 0 || Orv::typeNode(type) == nullptr) return;
+      g_.mount(Mount(child, type, flags_), handleFlags(flags_));
+    }
+    MountGroup::Impl& g_;
+    std::string path_;
+    std::string flags_;
+  };
+
   struct Entry {
     Mount mount;
     std::uint32_t id;
@@ -61,6 +86,7 @@ struct MountGroup::Impl {
     Ptr<Entity> entity;
     MountState state = MountState::pending;
     std::string error;
+    std::shared_ptr<DirFollower> follower;
   };
 
   std::string socketPath;
@@ -105,6 +131,29 @@ struct MountGroup::Impl {
     body.writeString(e.mount.typeName());
     body.writeString(e.mount.flags());
     session->control(internal::msgMount, body);
+  }
+
+  void mount(const Mount& m, std::uint32_t flags) {
+    if (mounts.count(m.path()) != 0)
+      throw Orv::RangeException("path " + m.path() + " is mounted already");
+    const Orv::TypeDesc* t = Orv::typeNode(m.typeName());
+    if (t == nullptr || t->namedIs == nullptr) {
+      throw Orv::RangeException("unknown type name " + m.typeName() + " for mount " + m.path());
+    }
+    const std::uint32_t id = nextMountId++;
+    Entry e{m, id, flags, t->namedIs(m.path())};
+    index.emplace(e.entity->fullName(), e.entity);
+    auto& entry = mounts.emplace(m.path(), std::move(e)).first->second;
+    pathById[id] = m.path();
+    if (session) send(entry);
+    if ((flags & includeFlag) != 0 && m.typeName() == "Orv::Dir") {
+      std::string childFlags;
+      for (char c : m.flags()) {
+        if (c != 'i') childFlags += c;
+      }
+      entry.follower = std::make_shared<DirFollower>(*this, m.path(), childFlags);
+      entry.follower->notifierIs(Orv::ptr_cast<const Orv::Dir>(entry.entity));
+    }
   }
 
   void disconnect() {
@@ -166,6 +215,7 @@ MountGroup::MountGroup(const std::string& socketPath) : impl_(std::make_unique<I
 }
 
 MountGroup::~MountGroup() {
+  for (auto& [path, e] : impl_->mounts) e.follower.reset();
   impl_->session.reset();
   impl_->index.clear();
 }
@@ -176,19 +226,7 @@ Ptr<MountGroup> MountGroup::mountGroupIs(const std::string& socketPath) {
 
 void MountGroup::doMount(const Mount& m, const MountFilter&, std::uint32_t flags) {
   const std::uint32_t letters = handleFlags(m.flags());
-  if (flags == 0) flags = letters;
-  if (impl_->mounts.count(m.path()) != 0)
-    throw Orv::RangeException("path " + m.path() + " is mounted already");
-  const Orv::TypeDesc* t = Orv::typeNode(m.typeName());
-  if (t == nullptr || t->namedIs == nullptr) {
-    throw Orv::RangeException("unknown type name " + m.typeName() + " for mount " + m.path());
-  }
-  const std::uint32_t id = impl_->nextMountId++;
-  Impl::Entry e{m, id, flags, t->namedIs(m.path())};
-  impl_->index.emplace(e.entity->fullName(), e.entity);
-  auto& entry = impl_->mounts.emplace(m.path(), std::move(e)).first->second;
-  impl_->pathById[id] = m.path();
-  if (impl_->session) impl_->send(entry);
+  impl_->mount(m, flags == 0 ? letters : flags);
 }
 
 Ptr<Entity> MountGroup::entity(const std::string& path) const {

@@ -11,9 +11,10 @@
 //      path; a writer's tree is the source of the path: on (re)connection
 //      the writer publishes it whole and the server drops what it no longer
 //      holds;
-//   i  the entities below the mounted one come with it (members that the
-//      mounted entity's collections create). Members always travel with
-//      their owner, so "i" is accepted and changes nothing.
+//   i  the entities below come with it: on a directory (Orv::Dir), every
+//      path it lists is mounted too, with the directory's other flags, as
+//      entries appear. Members that an entity's collections create always
+//      travel with their owner.
 // A mount without w is a read-only mount.
 //
 // The library has no thread of its own: a MountGroup exposes its socket

@@ -262,6 +262,29 @@ TEST_F(Statedb, ClientsSurviveAServerRestart) {
   EXPECT_EQ(r->ask("wait4 ip4 Ethernet1 10.0.0.3/24"), "seen");
 }
 
+TEST_F(Statedb, ADirectoryMountedWithIBringsWhatItLists) {
+  startServer();
+  auto a = client();
+  EXPECT_EQ(a->ask("mount l3 L3::Intf::Input::StatusDir w"), "mounted l3");
+  EXPECT_EQ(a->ask("mount ip/input/status/agent1 Ip::Input::Status w"),
+            "mounted ip/input/status/agent1");
+  EXPECT_EQ(a->ask("ip4 ip/input/status/agent1 Ethernet1 l3 10.0.0.1/24"), "ok");
+  EXPECT_EQ(a->ask("flush"), "flushed");
+  auto r = client();
+  EXPECT_EQ(r->ask("mount l3 L3::Intf::Input::StatusDir r"), "mounted l3");
+  EXPECT_EQ(r->ask("mount ip/input/status Orv::Dir ri"), "mounted ip/input/status");
+  EXPECT_EQ(r->ask("wait4 ip/input/status/agent1 Ethernet1 10.0.0.1/24"), "seen");
+  // A producer that comes later is listed and followed as well.
+  auto b = client();
+  EXPECT_EQ(b->ask("mount l3b L3::Intf::Input::StatusDir w"), "mounted l3b");
+  EXPECT_EQ(b->ask("mount ip/input/status/agent2 Ip::Input::Status w"),
+            "mounted ip/input/status/agent2");
+  EXPECT_EQ(b->ask("ip4 ip/input/status/agent2 Ethernet7 l3b 10.7.0.1/24"), "ok");
+  EXPECT_EQ(b->ask("flush"), "flushed");
+  EXPECT_EQ(r->ask("wait4 ip/input/status/agent2 Ethernet7 10.7.0.1/24"), "seen");
+  EXPECT_EQ(r->ask("mss4 ip/input/status/agent2 Ethernet7 9").rfind("readonly: ", 0), 0u);
+}
+
 TEST_F(Statedb, RefusedMountsSayWhy) {
   startServer();
   auto c = client();

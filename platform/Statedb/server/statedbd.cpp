@@ -117,6 +117,7 @@ class Server {
   void onFrame(Client& c, std::uint8_t type, In& in);
   void mount(Client& c, In& in);
   void close(int fd, const std::string& why);
+  void listInDir(const std::string& path, const std::string& type);
   void writeAll();
   void log(const std::string& s) const { std::fprintf(stderr, "statedbd: %s\n", s.c_str()); }
   std::string who(const Client& c) const {
@@ -131,6 +132,27 @@ class Server {
   std::map<std::string, Node> trees_;
   std::map<int, std::unique_ptr<Client>> clients_;
 };
+
+// Directories list what is mounted right below them: a new tree is entered
+// in the directory of its parent path, and a new directory lists the trees
+// already below it.
+void Server::listInDir(const std::string& path, const std::string& type) {
+  const auto slash = path.rfind('/');
+  if (slash != std::string::npos) {
+    auto parent = trees_.find(path.substr(0, slash));
+    if (parent != trees_.end() && parent->second.type == "Orv::Dir") {
+      Orv::ptr_cast<Orv::Dir>(parent->second.root)->entryIs(path.substr(slash + 1), type);
+    }
+  }
+  if (type != "Orv::Dir") return;
+  auto dir = Orv::ptr_cast<Orv::Dir>(trees_.at(path).root);
+  const std::string prefix = path + "/";
+  for (auto it = trees_.lower_bound(prefix); it != trees_.end() && it->first.rfind(prefix, 0) == 0;
+       ++it) {
+    const std::string rest = it->first.substr(prefix.size());
+    if (rest.find('/') == std::string::npos) dir->entryIs(rest, it->second.type);
+  }
+}
 
 bool Server::allowed(const ucred& c, const std::string& path, bool write) const {
   if (c.uid == ::geteuid()) return true;
@@ -209,6 +231,7 @@ void Server::mount(Client& c, In& in) {
     Node n{t->namedIs(path), type};
     index_.emplace(n.root->fullName(), n.root);
     it = trees_.emplace(path, std::move(n)).first;
+    listInDir(path, type);
   } else if (it->second.type != type) {
     return refuse("path " + path + " holds a " + it->second.type + ", not a " + type);
   }
