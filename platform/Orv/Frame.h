@@ -98,6 +98,7 @@ IPMODEL_API void ownedMemberWrite(AttrArg& a, Entity& member);
 // Reads the constructor parameters into a.keys; returns the identity.
 IPMODEL_API std::uint32_t ownedMemberRead(AttrArg& a, const TypeDesc& t);
 IPMODEL_API void ownedMemberBound(AttrArg& a, std::uint32_t identity, Entity& member);
+IPMODEL_API void memberGone(AttrArg& a, const Entity& member);
 [[noreturn]] IPMODEL_API void memberApplyFail(AttrArg& a);
 
 template <class K, class V>
@@ -176,7 +177,12 @@ int memberApply(AttrArg& a, Get& get, Set& set, Del& del) {
   K k = logTake<K>(a);
   a.keyEnd = a.in->offset();
   if (presence == memberRemoved) {
-    del(k);
+    auto removed = del(k);
+    // A member its owner created has no parent once removed: the peer
+    // following it may let go of it.
+    if constexpr (IsPtr<std::decay_t<decltype(removed)>>::value) {
+      if (removed && removed->parent() == nullptr) memberGone(a, *removed);
+    }
     return 0;
   }
   using V = std::decay_t<decltype(get(k))>;

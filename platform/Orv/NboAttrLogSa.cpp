@@ -18,6 +18,8 @@ Ptr<Entity> Peer::entityRef(std::string_view, std::string_view) { return Ptr<Ent
 std::uint32_t Peer::memberOut(Entity&) { return 0; }
 void Peer::entryEnd() {}
 void Peer::memberIn(std::uint32_t, Entity&) {}
+void Peer::memberGone(Entity&) {}
+void Peer::memberRemovedOut(Entity&, std::uint16_t, const std::uint8_t*, std::size_t) {}
 void Peer::deferred(Entity::OrvNboAttrLogSa&) {}
 
 FlowOut::FlowOut(const std::uint16_t* collIds) {
@@ -140,6 +142,10 @@ void ownedMemberBound(AttrArg& a, std::uint32_t identity, Entity& member) {
   if (a.peer != nullptr && identity != 0) a.peer->memberIn(identity, member);
 }
 
+void memberGone(AttrArg& a, const Entity& member) {
+  if (a.peer != nullptr) a.peer->memberGone(const_cast<Entity&>(member));
+}
+
 void memberApplyFail(AttrArg& a) {
   a.in->fail("collection member cannot be added through the attribute log");
 }
@@ -199,8 +205,12 @@ void Entity::OrvNboAttrLogSa::writeMember(std::uint16_t id, const std::uint8_t* 
   AttrArg arg;
   arg.out = out_.ptr();
   arg.in = &in;
+  const std::size_t at = out_->size();
   attrOp(AttrOp::logMember, id, arg);
-  if (peer_ != nullptr) peer_->entryEnd();
+  if (peer_ == nullptr) return;
+  if (out_->bytes()[at] == frame::detail::memberRemoved)
+    peer_->memberRemovedOut(*entity_, id, key, n);
+  peer_->entryEnd();
 }
 
 void Entity::OrvNboAttrLogSa::orvAttrChanged(std::uint16_t id) {

@@ -57,6 +57,13 @@ class IPMODEL_API Peer {
   virtual void entryEnd();
   // Receiving side: member was created (or found) for identity.
   virtual void memberIn(std::uint32_t identity, Entity& member);
+  // Receiving side: member, created by its owner's collection, was removed
+  // by an entry; a peer that follows it lets go of it.
+  virtual void memberGone(Entity& member);
+  // Sending side: a removal entry was written for the member under key (in
+  // its log form) of owner's collection attrId.
+  virtual void memberRemovedOut(Entity& owner, std::uint16_t attrId, const std::uint8_t* key,
+                                std::size_t n);
   // An adapter deferred entries because the log was full; call its flush()
   // once the log has drained.
   virtual void deferred(Entity::OrvNboAttrLogSa& sa);

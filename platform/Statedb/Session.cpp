@@ -2,6 +2,7 @@
 // flow control.
 #include <ipmodel/Statedb/internal/Session.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sys/socket.h>
@@ -45,7 +46,9 @@ Ptr<Session::Sa> Session::attach(Entity& e, std::uint32_t identity, std::uint32_
   sa->peerIs(this);
   byIdentity_[identity] = sa;
   byEntity_[&e] = sa;
-  index_.emplace(e.fullName(), Ptr<Entity>(&e));
+  std::string name = e.fullName();
+  index_.emplace(name, Ptr<Entity>(&e));
+  names_[&e] = std::move(name);
   return sa;
 }
 
@@ -55,6 +58,8 @@ void Session::detachAll() {
   deferred_.clear();
   deferredSet_.clear();
   byEntity_.clear();
+  names_.clear();
+  placesOut_.clear();
   byIdentity_.clear();  // the adapters detach from their entities here
 }
 
@@ -71,12 +76,74 @@ Ptr<Entity> Session::entityRef(std::string_view, std::string_view fullName) {
   return it == index_.end() ? Ptr<Entity>() : it->second;
 }
 
+std::string Session::place(const Entity& owner, const std::string& attr, const std::uint8_t* key,
+                           std::size_t n) {
+  std::string p(reinterpret_cast<const char*>(&owner), sizeof(&owner));
+  p += attr;
+  p.push_back('\0');
+  p.append(reinterpret_cast<const char*>(key), n);
+  return p;
+}
+
 std::uint32_t Session::memberOut(Entity& member) {
   auto it = byEntity_.find(&member);
   if (it != byEntity_.end()) return it->second->identity();
   Ptr<Sa> sa = attach(member, nextIdentity_++, inheritedFlags(member));
   pendingFull_.push_back(sa);
+  // Remember where it sits, so that the removal entry of its key lets go
+  // of it again.
+  if (Entity* owner = member.parent()) {
+    const Orv::TypeDesc& t = member.fwkType();
+    for (std::uint16_t i = 0; i < t.attrCount; ++i) {
+      if (t.attrs[i].category != Orv::AttrCategory::key) continue;
+      Out key;
+      Orv::AttrArg arg;
+      arg.out = &key;
+      member.orvAttr(Orv::AttrOp::logGet, t.attrs[i].id, arg);
+      placesOut_[place(*owner, member.parentAttrName(), key.bytes().data(), key.size())] =
+          sa->identity();
+      break;
+    }
+  }
   return sa->identity();
+}
+
+void Session::memberRemovedOut(Entity& owner, std::uint16_t attrId, const std::uint8_t* key,
+                               std::size_t n) {
+  const Orv::AttrDesc* d = owner.fwkType().attr(attrId);
+  if (d == nullptr) return;
+  auto it = placesOut_.find(place(owner, d->name, key, n));
+  if (it == placesOut_.end()) return;
+  const std::uint32_t identity = it->second;
+  placesOut_.erase(it);
+  drop(identity);
+}
+
+void Session::memberGone(Entity& member) {
+  auto it = byEntity_.find(&member);
+  if (it == byEntity_.end()) return;
+  const std::uint32_t identity = it->second->identity();
+  if (identity >= clientFirstIdentity) drop(identity);  // never a mounted entity
+}
+
+void Session::drop(std::uint32_t identity) {
+  auto it = byIdentity_.find(identity);
+  if (it == byIdentity_.end()) return;
+  Ptr<Sa> sa = it->second;
+  const Entity* e = &sa->entity();
+  auto n = names_.find(e);
+  if (n != names_.end()) {
+    auto x = index_.find(n->second);
+    if (x != index_.end() && x->second.ptr() == e) index_.erase(x);
+    names_.erase(n);
+  }
+  if (deferredSet_.erase(sa.ptr()) != 0) {
+    deferred_.erase(std::remove(deferred_.begin(), deferred_.end(), sa), deferred_.end());
+  }
+  pendingFull_.erase(std::remove(pendingFull_.begin(), pendingFull_.end(), sa), pendingFull_.end());
+  byEntity_.erase(e);
+  byIdentity_.erase(it);
+  sa->peerIs(nullptr);
 }
 
 void Session::entryEnd() {

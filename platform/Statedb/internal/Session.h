@@ -84,6 +84,9 @@ class IPMODEL_API Session : public Orv::NboAttrLog::Peer {
   void entryEnd() override;
   void memberIn(std::uint32_t identity, Orv::Entity& member) override;
   void deferred(Sa& sa) override;
+  void memberGone(Orv::Entity& member) override;
+  void memberRemovedOut(Orv::Entity& owner, std::uint16_t attrId, const std::uint8_t* key,
+                        std::size_t n) override;
 
  private:
   void frame(MsgType type, const std::uint8_t* body, std::size_t n);
@@ -91,6 +94,11 @@ class IPMODEL_API Session : public Orv::NboAttrLog::Peer {
   void budgetIs();
   void flushDeferred();
   std::uint32_t inheritedFlags(const Orv::Entity& member) const;
+  // Where a member sits: its owner, the owner's attribute and its key.
+  static std::string place(const Orv::Entity& owner, const std::string& attr,
+                           const std::uint8_t* key, std::size_t n);
+  // Lets go of a member's adapter (and of its name in the index).
+  void drop(std::uint32_t identity);
 
   int fd_;
   Index& index_;
@@ -104,6 +112,8 @@ class IPMODEL_API Session : public Orv::NboAttrLog::Peer {
   std::vector<std::uint8_t> recv_;
   std::unordered_map<std::uint32_t, Orv::Ptr<Sa>> byIdentity_;
   std::unordered_map<const Orv::Entity*, Orv::Ptr<Sa>> byEntity_;
+  std::unordered_map<const Orv::Entity*, std::string> names_;  // full name when attached
+  std::unordered_map<std::string, std::uint32_t> placesOut_;   // members sent: place -> identity
   std::uint32_t nextIdentity_;
   std::vector<Orv::Ptr<Sa>> pendingFull_;
   bool serializing_ = false;
