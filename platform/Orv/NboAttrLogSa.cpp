@@ -193,14 +193,10 @@ void Entity::OrvNboAttrLogSa::writeScalar(std::uint16_t id) {
   attrOp(AttrOp::logGet, id, arg);
 }
 
-void Entity::OrvNboAttrLogSa::writeMember(std::uint16_t id, const std::uint8_t* key, std::size_t n,
-                                          bool present) {
+void Entity::OrvNboAttrLogSa::writeMember(std::uint16_t id, const std::uint8_t* key,
+                                          std::size_t n) {
+  // The member's state now: present with its value, or a removal.
   header(id);
-  if (!present) {
-    out_->writeU8(frame::detail::memberRemoved);
-    out_->writeBytes(key, n);
-    return;
-  }
   In in(key, n);
   AttrArg arg;
   arg.out = out_.ptr();
@@ -224,26 +220,26 @@ void Entity::OrvNboAttrLogSa::orvAttrChanged(std::uint16_t id) {
   writeScalar(id);
 }
 
-void Entity::OrvNboAttrLogSa::memberChanged(std::uint16_t id,
-                                            const std::vector<std::uint8_t>& key) {
+void Entity::OrvNboAttrLogSa::memberChanged(std::uint16_t id, const std::uint8_t* key,
+                                            std::size_t n) {
   checkWritable(id);
   if (!hasRoom()) {
     // Whether the member is there now decides the flag; the entry itself is
     // built from the collection when it is finally sent.
-    In in(key);
+    In in(key, n);
     Out probe;
     AttrArg arg;
     arg.in = &in;
     arg.out = &probe;
     attrOp(AttrOp::logMember, id, arg);
     const bool present = !probe.bytes().empty() && probe.bytes()[0] == frame::detail::memberPresent;
-    flow_->dirtyKeyIs(id, std::string(key.begin(), key.end()), present);
+    flow_->dirtyKeyIs(id, std::string(reinterpret_cast<const char*>(key), n), present);
     if (peer_ != nullptr) peer_->deferred(*this);
     return;
   }
   // The key scratch may be reused by a nested change: copy the key first.
-  const std::vector<std::uint8_t> k = key;
-  writeMember(id, k.data(), k.size(), true);
+  const std::vector<std::uint8_t> k(key, key + n);
+  writeMember(id, k.data(), k.size());
 }
 
 void Entity::OrvNboAttrLogSa::serializeColl(std::uint16_t id) {
@@ -257,7 +253,7 @@ void Entity::OrvNboAttrLogSa::serializeColl(std::uint16_t id) {
   In kin(keys.bytes());
   while (!kin.atEnd()) {
     const std::string k = kin.readString();
-    writeMember(id, reinterpret_cast<const std::uint8_t*>(k.data()), k.size(), true);
+    writeMember(id, reinterpret_cast<const std::uint8_t*>(k.data()), k.size());
   }
   header(id);
   out_->writeU8(NboAttrLog::syncEnd);
@@ -319,7 +315,7 @@ bool Entity::OrvNboAttrLogSa::flush() {
       const std::string k = it->first;
       c.keys.erase(it);
       // The member's state now, not when it was deferred: its latest value.
-      writeMember(c.id, reinterpret_cast<const std::uint8_t*>(k.data()), k.size(), true);
+      writeMember(c.id, reinterpret_cast<const std::uint8_t*>(k.data()), k.size());
     }
   }
   return !hasDeferred();

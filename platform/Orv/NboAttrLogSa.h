@@ -131,7 +131,7 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
     if (receiving_ == id) return;
     keyScratch_.drain();
     keyScratch_ << k;
-    memberChanged(id, keyScratch_.bytes());
+    memberChanged(id, keyScratch_.bytes().data(), keyScratch_.size());
   }
   // Every member of collection id, between resynchronisation marks.
   void serializeColl(std::uint16_t id);
@@ -155,12 +155,12 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   std::unique_ptr<NotifieeConst> adapter_;
 
  private:
-  void memberChanged(std::uint16_t id, const std::vector<std::uint8_t>& key);
+  void memberChanged(std::uint16_t id, const std::uint8_t* key, std::size_t n);
   void checkWritable(std::uint16_t id) const;
   bool hasRoom() const { return out_->size() < out_->capacity(); }
   void header(std::uint16_t id);
   void writeScalar(std::uint16_t id);
-  void writeMember(std::uint16_t id, const std::uint8_t* key, std::size_t n, bool present);
+  void writeMember(std::uint16_t id, const std::uint8_t* key, std::size_t n);
   void applyColl(std::uint16_t id, NboAttrLog::In& in);
   void removeUnseen(std::uint16_t id);
   void attrOp(AttrOp op, std::uint16_t id, AttrArg& arg) const;
