@@ -196,9 +196,15 @@ int memberApply(AttrArg& a, Get& get, Set& set, Del& del) {
     if (owned == 1) {
       using E = std::remove_const_t<typename IsPtr<V>::Target>;
       const std::uint32_t identity = ownedMemberRead(a, E::orvType);
-      a.key = k;
-      if (!set(a)) memberApplyFail(a);
+      // A member this side holds already is kept as it is: its constructor
+      // parameters cannot change, and a reference that resolves differently
+      // here (or not at all) is no reason to refuse the log.
       V m = get(k);
+      if (!m) {
+        a.key = k;
+        if (!set(a)) memberApplyFail(a);
+        m = get(k);
+      }
       ORV_ASSERT(m);
       ownedMemberBound(a, identity, const_cast<E&>(*m));
       return 0;

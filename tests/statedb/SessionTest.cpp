@@ -58,4 +58,32 @@ TEST(StatedbSession, RemovedMembersAreReleasedOnBothSides) {
   rIndex.clear();
 }
 
+TEST(StatedbSession, AResynchronisationKeepsMembersWhoseReferencesDidNotResolve) {
+  Statedb::internal::Index wIndex, rIndex;
+  {
+    Session w(-1, wIndex, Statedb::internal::clientFirstIdentity, std::size_t(1) << 30);
+    Session r(-1, rIndex, Statedb::internal::serverFirstIdentity, std::size_t(1) << 30);
+    auto l3 = L3::Intf::Input::statusDirFactory("l3");
+    auto ip4 = Ip::Input::statusFactory("ip4");
+    auto rip4 = Ip::Input::statusFactory("ip4");  // the replica has no l3 tree
+    r.attach(*rip4, 2, Sa::remoteWriteAllowed | Sa::readOnly);
+    auto root = w.attach(*ip4, 2, Sa::remoteWriteAllowed);
+    const Lumen::IntfId eth("Ethernet1");
+    ip4->ipIntfStatusIs(eth, l3->intfStatusIs(eth))->maxMssEgressIs(1400);
+    auto deliver = [&] {
+      Orv::NboAttrLog::In in(w.stage()->bytes());
+      r.applyEntries(in, [](const std::string&) {});
+      w.stage()->drain();
+    };
+    deliver();
+    ASSERT_TRUE(rip4->ipIntfStatus(eth));
+    EXPECT_FALSE(rip4->ipIntfStatus(eth)->l3Status());
+    root->serializeAll();
+    EXPECT_NO_THROW(deliver());
+    EXPECT_EQ(rip4->ipIntfStatus(eth)->maxMssEgress(), 1400);
+  }
+  wIndex.clear();
+  rIndex.clear();
+}
+
 }  // namespace
