@@ -164,7 +164,7 @@ Entity::OrvNboAttrLogSa::OrvNboAttrLogSa(Entity& e, std::uint32_t flags, std::ui
       identity_(id),
       flags_(flags) {}
 
-Entity::OrvNboAttrLogSa::~OrvNboAttrLogSa() { adapter_.reset(); }
+Entity::OrvNboAttrLogSa::~OrvNboAttrLogSa() = default;
 
 void Entity::OrvNboAttrLogSa::attrOp(AttrOp op, std::uint16_t id, AttrArg& arg) const {
   arg.peer = peer_;

@@ -151,8 +151,6 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
  protected:
   OrvNboAttrLogSa(Entity& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
                   const std::uint16_t* syncIds);
-  // Detaches and destroys the inner reactor (generated type's adapter).
-  std::unique_ptr<NotifieeConst> adapter_;
 
  private:
   void memberChanged(std::uint16_t id, const std::uint8_t* key, std::size_t n);
@@ -193,15 +191,19 @@ class NboAttrLogSaAdapterOf : public T::NotifieeConst {
   Entity::OrvNboAttrLogSa* sa_;
 };
 
-// T::orvNboAttrLogSaIs: creates the adapter Sa with inner reactor A and
-// attaches the reactor to e.
+// T::orvNboAttrLogSaIs: creates the adapter Sa with its inner reactor A in
+// the same allocation (a change touches both) and attaches the reactor to e.
+// The reactor is destroyed, and so detached, before the adapter.
 template <class Sa, class A, class T>
 Ptr<Entity::OrvNboAttrLogSa> nboAttrLogSaIs(T& e, std::uint32_t flags, std::uint32_t id,
                                             const Ptr<NboAttrLog::Out>& out) {
-  Ptr<Sa> sa(new Sa(e, flags, id, out));
-  auto a = std::make_unique<A>(sa.ptr());
-  a->notifierIs(Ptr<const T>(&e));
-  sa->orvAdapterIs(std::move(a));
+  struct Joined : Sa {
+    Joined(T& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out)
+        : Sa(e, flags, id, out), inner(this) {}
+    A inner;
+  };
+  Ptr<Joined> sa(new Joined(e, flags, id, out));
+  sa->inner.notifierIs(Ptr<const T>(&e));
   return sa;
 }
 
@@ -214,7 +216,6 @@ class NboAttrLogSaOf : public Entity::OrvNboAttrLogSa {
   NboAttrLogSaOf(T& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
                  const std::uint16_t* syncIds)
       : Entity::OrvNboAttrLogSa(e, flags, id, out, syncIds) {}
-  void orvAdapterIs(std::unique_ptr<NotifieeConst> a) { adapter_ = std::move(a); }
 };
 
 }  // namespace Orv
