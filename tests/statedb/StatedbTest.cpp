@@ -145,6 +145,13 @@ class Statedb : public ::testing::Test {
     return r;
   }
 
+  // The writer sets an IPv4 address and hands it to the kernel.
+  static void publish4(Proc& w, const std::string& path, const std::string& intf,
+                       const std::string& l3, const std::string& addr) {
+    EXPECT_EQ(w.ask("ip4 " + path + " " + intf + " " + l3 + " " + addr), "ok");
+    EXPECT_EQ(w.ask("flush"), "flushed");
+  }
+
   std::string dir_;
   std::string socket_;
   std::unique_ptr<Proc> server_;
@@ -175,8 +182,7 @@ TEST_F(Statedb, ReadersSeeTheInitialStateAndEveryLaterChange) {
 TEST_F(Statedb, AReadOnlyReaderCannotWrite) {
   startServer();
   auto w = writer();
-  EXPECT_EQ(w->ask("ip4 ip4 Ethernet1 l3 10.0.0.1/24"), "ok");
-  EXPECT_EQ(w->ask("flush"), "flushed");
+  publish4(*w, "ip4", "Ethernet1", "l3", "10.0.0.1/24");
   auto r = reader();
   EXPECT_EQ(r->ask("wait4 ip4 Ethernet1 10.0.0.1/24"), "seen");
   EXPECT_EQ(r->ask("mss4 ip4 Ethernet1 1400").rfind("readonly: ", 0), 0u);
@@ -233,8 +239,7 @@ TEST_F(Statedb, MountsAreCheckedAgainstThePeersCredentials) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs root to run a client as another user";
   startServer({"--allow", "ip4:r:uid=65534"});
   auto w = writer();
-  EXPECT_EQ(w->ask("ip4 ip4 Ethernet1 l3 10.0.0.1/24"), "ok");
-  EXPECT_EQ(w->ask("flush"), "flushed");
+  publish4(*w, "ip4", "Ethernet1", "l3", "10.0.0.1/24");
   auto nobody = client("nobody");
   EXPECT_EQ(nobody->ask("mount ip4 Ip::Input::Status r"), "mounted ip4");
   EXPECT_EQ(nobody->ask("wait4 ip4 Ethernet1 10.0.0.1/24"), "seen");
@@ -248,8 +253,7 @@ TEST_F(Statedb, MountsAreCheckedAgainstThePeersCredentials) {
 TEST_F(Statedb, ClientsSurviveAServerRestart) {
   startServer();
   auto w = writer();
-  EXPECT_EQ(w->ask("ip4 ip4 Ethernet1 l3 10.0.0.1/24"), "ok");
-  EXPECT_EQ(w->ask("flush"), "flushed");
+  publish4(*w, "ip4", "Ethernet1", "l3", "10.0.0.1/24");
   auto r = reader();
   EXPECT_EQ(r->ask("wait4 ip4 Ethernet1 10.0.0.1/24"), "seen");
 
@@ -257,8 +261,7 @@ TEST_F(Statedb, ClientsSurviveAServerRestart) {
   EXPECT_EQ(server_->wait(), 0);
   startServer();
   EXPECT_EQ(w->ask("reconnected"), "connected");  // and published its trees again
-  EXPECT_EQ(w->ask("ip4 ip4 Ethernet1 l3 10.0.0.3/24"), "ok");
-  EXPECT_EQ(w->ask("flush"), "flushed");
+  publish4(*w, "ip4", "Ethernet1", "l3", "10.0.0.3/24");
   EXPECT_EQ(r->ask("wait4 ip4 Ethernet1 10.0.0.3/24"), "seen");
 }
 
@@ -268,8 +271,7 @@ TEST_F(Statedb, ADirectoryMountedWithIBringsWhatItLists) {
   EXPECT_EQ(a->ask("mount l3 L3::Intf::Input::StatusDir w"), "mounted l3");
   EXPECT_EQ(a->ask("mount ip/input/status/agent1 Ip::Input::Status w"),
             "mounted ip/input/status/agent1");
-  EXPECT_EQ(a->ask("ip4 ip/input/status/agent1 Ethernet1 l3 10.0.0.1/24"), "ok");
-  EXPECT_EQ(a->ask("flush"), "flushed");
+  publish4(*a, "ip/input/status/agent1", "Ethernet1", "l3", "10.0.0.1/24");
   auto r = client();
   EXPECT_EQ(r->ask("mount l3 L3::Intf::Input::StatusDir r"), "mounted l3");
   EXPECT_EQ(r->ask("mount ip/input/status Orv::Dir ri"), "mounted ip/input/status");
@@ -279,8 +281,7 @@ TEST_F(Statedb, ADirectoryMountedWithIBringsWhatItLists) {
   EXPECT_EQ(b->ask("mount l3b L3::Intf::Input::StatusDir w"), "mounted l3b");
   EXPECT_EQ(b->ask("mount ip/input/status/agent2 Ip::Input::Status w"),
             "mounted ip/input/status/agent2");
-  EXPECT_EQ(b->ask("ip4 ip/input/status/agent2 Ethernet7 l3b 10.7.0.1/24"), "ok");
-  EXPECT_EQ(b->ask("flush"), "flushed");
+  publish4(*b, "ip/input/status/agent2", "Ethernet7", "l3b", "10.7.0.1/24");
   EXPECT_EQ(r->ask("wait4 ip/input/status/agent2 Ethernet7 10.7.0.1/24"), "seen");
   EXPECT_EQ(r->ask("mss4 ip/input/status/agent2 Ethernet7 9").rfind("readonly: ", 0), 0u);
 }
