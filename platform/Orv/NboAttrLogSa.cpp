@@ -226,12 +226,15 @@ void Entity::OrvNboAttrLogSa::memberChanged(std::uint16_t id, const std::uint8_t
   if (!hasRoom()) {
     // Whether the member is there now decides the flag; the entry itself is
     // built from the collection when it is finally sent.
+    // The probe goes without the peer: a member entity must not be
+    // announced to it before its entry is really written.
     In in(key, n);
     Out probe;
     AttrArg arg;
     arg.in = &in;
     arg.out = &probe;
-    attrOp(AttrOp::logMember, id, arg);
+    arg.owner = entity_.ptr();
+    entity_->orvAttr(AttrOp::logMember, id, arg);
     const bool present = !probe.bytes().empty() && probe.bytes()[0] == frame::detail::memberPresent;
     flow_->dirtyKeyIs(id, std::string(reinterpret_cast<const char*>(key), n), present);
     if (peer_ != nullptr) peer_->deferred(*this);

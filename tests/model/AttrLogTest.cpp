@@ -265,6 +265,19 @@ TEST(AttrLogSa, MembersCreatedByTheirOwnerAreCreatedOnTheReplica) {
   EXPECT_EQ(copy->owner(), dst->holder(IntfId("h")));  // resolved by full name
   EXPECT_EQ(copy->parent(), dst.ptr());
 
+  // A member created while the log is full is announced with its entry,
+  // not before: nothing of it is written until the owner's entry is.
+  m.out->capacityIs(0);
+  const std::size_t sendersBefore = m.senders.size();
+  src->leafIs(IntfId("l2"), owner)->levelIs(7);
+  EXPECT_EQ(m.senders.size(), sendersBefore);
+  EXPECT_EQ(m.out->size(), 0u);
+  m.out->capacityIs(1 << 20);
+  EXPECT_TRUE(sa->flush());
+  m.deliver();
+  ASSERT_TRUE(dst->leaf(IntfId("l2")));
+  EXPECT_EQ(dst->leaf(IntfId("l2"))->level(), 7);
+
   // A resynchronisation removes members the replica holds but the source
   // no longer has.
   m.receivers[1]->peerIs(nullptr);  // the replica's own change stays local
