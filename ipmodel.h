@@ -6,6 +6,10 @@
 #include <ipmodel/Lumen/Lumen.h>
 #include <ipmodel/Lumen/Netlink.h>
 #include <ipmodel/Lumen/VrfName.h>
+#include <ipmodel/Bytelog/Bytelog.h>
+#include <ipmodel/Statedb/Cell.h>
+#include <ipmodel/Statedb/Dir.h>
+#include <ipmodel/Statedb/Statedb.h>
 
 #include <ipmodel/L3/L3.h>
 #include <ipmodel/L3/UrpfTypes.h>
@@ -24,3 +28,4 @@
 #include <ipmodel/VirtualIp/VirtualIp.h>
 #include <ipmodel/Ira/IraTypes.h>
 #include <ipmodel/Ira/VrfToIntf.h>
+#include <ipmodel/Ira/IpStatusMounter.h>

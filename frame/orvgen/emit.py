@@ -5,6 +5,7 @@ template writer."""
 
 from dataclasses import dataclass
 
+from . import attrlog
 from . import names as N
 from .kinds import Sections, ValueSections, entity_sections, value_sections
 from .model import EnumType
@@ -418,7 +419,8 @@ def emit_entity(e, nested_enums=()):
         bargs = (["name"] if b.named else []) + [N.default_expr(p.type, d) for p, d in zip(b.params, e.base_args)]
         inits.insert(0, render(BASE_INIT, base=b.qname, args=", ".join(bargs)))
     params, args = ", ".join(plist), ", ".join(alist)
-    public = s.public + [render(VIRTUAL_DECL, decl=N.virtual_decl(v)) for v in e.virtuals] + list(e.hands)
+    public = s.public + [render(VIRTUAL_DECL, decl=N.virtual_decl(v)) for v in e.virtuals] + attrlog.public(e)
+    public += list(e.hands)
     for v in e.virtuals:
         s.source.append(render(VIRTUAL_BODY, decl=N.virtual_decl(v, q),
                                expr=N.string_literal(MUST_OVERRIDE),
@@ -428,7 +430,8 @@ def emit_entity(e, nested_enums=()):
     enums = [emit_enum(x) for x in nested_enums]
     nested = [d for d, _, _ in enums]
     if not e.counted:
-        nested += [render(NESTED, name=n) for n in ["NotifieeConst", "Notifiee"] + [r.name for r in e.reactors]]
+        nested += [render(NESTED, name=n) for n in ["NotifieeConst", "Notifiee"]] + attrlog.nested(e)
+        nested += [render(NESTED, name=r.name) for r in e.reactors]
         if b is not None:
             nested.append(render(DERIVED_ALLOC, name=name))
         if keyof:
@@ -466,6 +469,8 @@ def emit_entity(e, nested_enums=()):
         sources["activate"] = "" if e.quiet else ACTIVATE
     src = [render(OBJECT_SOURCE if e.counted else ENTITY_SOURCE, **sources)]
     src.extend(s.source)
+    if attrlog.has_attr_log(e):
+        src.append(attrlog.source(e))
     kind = {"object": "object", "sm": "stateMachine"}.get(e.kind, "entity")
     fallback = "2" if e.counted else f"{b.qname if b is not None else 'Orv::Entity'}::orvAttr(op, id, arg)"
     src.extend(dispatch_and_desc(e, s, kind, fallback))
@@ -482,6 +487,8 @@ def emit_entity(e, nested_enums=()):
         )
         if e.sm:
             notifiee += "\n\n" + "\n\n".join(emit_reactor(e, r) for r in e.reactors)
+    if attrlog.has_attr_log(e):
+        notifiee += "\n\n" + attrlog.header(e)
     header = "\n".join([header] + [h for _, h, _ in enums])
     src = [c for _, _, c in enums] + src
     return EntityCode(header, notifiee, factory_decl, "\n".join(s.inline), "\n\n".join(src))
@@ -536,7 +543,7 @@ def emit_reactor(e, r):
 
 
 DISPATCH = """\
-int $qname$::orvAttr(Orv::AttrOp op, std::uint16_t id, Orv::AttrArg& arg) {
+int $qname$::orvAttr($unused$Orv::AttrOp op, std::uint16_t id, $unused$Orv::AttrArg& arg) {
   switch (id) {
     $cases$
     default:
@@ -549,7 +556,9 @@ const Orv::AttrDesc $table$[] = {
   $rows$
 };
 }  // namespace"""
-TYPE_DESC = "const Orv::TypeDesc $name$::orvType = {$qstring$, Orv::TypeKind::$kind$, $table$, $count$, nullptr, 0, 0};"
+TYPE_DESC = "const Orv::TypeDesc $name$::orvType = {$qstring$, Orv::TypeKind::$kind$, $table$, $count$, nullptr, 0, 0$namedIs$};"
+# A named entity type created by its name alone carries its factory.
+NAMED_IS = ", [](const Orv::Name& n) -> Orv::Ptr<Orv::Entity> { return $name$::$typeIs$(n); }"
 
 
 def dispatch_and_desc(e, s, kind, fallback):
@@ -563,11 +572,16 @@ def dispatch_and_desc(e, s, kind, fallback):
             inherited.add(entity_sections(a, e.base))
         rows = inherited.desc + rows
     table = N.attr_table(name) if rows else "nullptr"
+    named_is = ""
+    if kind == "entity" and e.named and not e.params:
+        named_is = render(NAMED_IS, name=name, typeIs=N.type_is(name))
     desc = render(TYPE_DESC, name=name, qstring=N.string_literal(e.qname), kind=kind, table=table,
-                  count=str(len(rows)))
+                  count=str(len(rows)), namedIs=named_is)
     if rows:
         desc = render(DESC_TABLE, table=table, rows=rows) + "\n" + desc
-    return [render(DISPATCH, qname=e.qname, cases=s.dispatch, fallback=fallback), desc]
+    # A type without attributes only falls back: its switch may read neither.
+    unused = "" if s.dispatch else "[[maybe_unused]] "
+    return [render(DISPATCH, qname=e.qname, cases=s.dispatch, fallback=fallback, unused=unused), desc]
 
 
 def order_entities(entities, enums=()):

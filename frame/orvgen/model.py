@@ -497,8 +497,10 @@ class Resolver:
         return drafts
 
     def check_type_name(self, td):
-        for part in td.namespace:
-            if names.reserved_type_name(part):
+        for i, part in enumerate(td.namespace):
+            # The framework's own namespace may hold model types (Orv::Dir);
+            # nested below another it would hide the framework's names.
+            if names.reserved_type_name(part) and (i, part) != (0, "Orv"):
                 self.d.error(td.pos, f"namespace name '{part}' is reserved")
         if names.reserved_type_name(td.name):
             self.d.error(td.pos, f"type name '{td.name}' is reserved")

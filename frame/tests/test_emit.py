@@ -86,8 +86,9 @@ class FragmentTest(unittest.TestCase):
     def test_instantiating_collections_check_further_parameters(self):
         self.assertIn("Orv::Ptr<T::K> kidsIs(std::uint32_t k, const Orv::Ptr<T::E>& up);", self.h)
         self.assertIn('Orv::frame::checkReinstantiate(*p, "up", p->up(), up);', self.cpp)
-        # Generic access cannot pass the further parameter.
-        self.assertIn("[&](Orv::AttrArg& a) { (void)a; return false; }", self.cpp)
+        # Generic access passes the further parameter as a constructor argument.
+        self.assertIn("kidsIs(a.key.as<std::uint32_t>(), Orv::frame::ctorArg<Orv::Ptr<T::E>>(a, 0)); return true;",
+                      self.cpp)
         self.assertIn("Orv::frame::orphanAll(kids_);", self.cpp)
 
     def test_descriptor_rows_name_their_owner_kind_and_writability(self):
@@ -96,13 +97,13 @@ class FragmentTest(unittest.TestCase):
         self.assertIn('{"kids", &T::E::orvType, 265, Orv::AttrCategory::collection, true, "T::K", '
                       '"std::uint32_t", "ordered"},', self.cpp)
 
-    def test_a_stored_attribute_costs_eight_generated_lines(self):
+    def test_a_stored_attribute_costs_nine_generated_lines(self):
         # Model line echo, getter, setter declaration, data member, handler,
-        # inline setter, dispatch case, descriptor row.
+        # inline setter, dispatch case, descriptor row, attribute-log forward.
         base = "unit T\nnamespace T {\nentity E(id) {\n  id: U32 key\n%s}\n}\n"
         one = lines_of(generate(base % "  a: U32\n"))
         two = lines_of(generate(base % "  a: U32\n  b: U32\n"))
-        self.assertEqual(two - one, 8)
+        self.assertEqual(two - one, 9)
 
 
 DERIVED = """\
@@ -226,6 +227,27 @@ class EntityShapeTest(unittest.TestCase):
         self.assertIn('Orv::frame::checkReinstantiate(*p, "grade", p->grade(), grade);', self.cpp)
         self.assertIn("p->vrfIs(vrf);", self.cpp)
         self.assertIn("T::R::R(std::uint32_t id, const Orv::String& vrf) : id_(id), vrf_(vrf) {}", self.cpp)
+
+
+class AttrLogTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        files = generate(DERIVED.replace("named entity N(k) {", 'named entity N(k) {\n  hand "bool hasBackupSupport() '
+                                                                   'const override { return true; }"'))
+        cls.h, cls.cpp = files["T.h"], files["T.cpp"]
+
+    def test_a_derived_adapter_forwards_its_base_attributes(self):
+        adapter = self.cpp[self.cpp.index("class T::D::OrvNboAttrLogSa::OrvNboAttrLogSaAdapter_"):]
+        self.assertIn("void onN() override { sa()->orvAttrChanged(258); }", adapter[:adapter.index("};")])
+
+    def test_named_roots_answer_for_the_attribute_log_unless_written_by_hand(self):
+        named = self.h[self.h.index("class IPMODEL_API N "):self.h.index("class IPMODEL_API M ")]
+        self.assertIn("bool orvHasAttrLogInterface() const override { return true; }", named)
+        self.assertEqual(named.count("hasBackupSupport"), 1)
+        # Only a type created from its name alone carries its factory.
+        self.assertIn('"T::M", Orv::TypeKind::entity, orvAttrs_M, 1, nullptr, 0, 0, [](const Orv::Name& n) -> '
+                      "Orv::Ptr<Orv::Entity> { return M::MIs(n); }};", self.cpp)
+        self.assertIn('"T::N", Orv::TypeKind::entity, orvAttrs_N, 1, nullptr, 0, 0};', self.cpp)
 
 
 class UnitTest(unittest.TestCase):

@@ -316,6 +316,12 @@ class NameGuardTest(unittest.TestCase):
         )
 
 
+    def test_only_the_top_namespace_may_be_the_frameworks(self):
+        self.assertEqual(diagnostics("unit T\nnamespace T::Orv {\nenum Z {\n  x\n}\n}\n"),
+                         ["m/T.model:3:6: error: namespace name 'Orv' is reserved"])
+        self.assertEqual(model("unit T\nnamespace Orv {\nenum Z {\n  x\n}\n}\n").enums[0].qname, "Orv::Z")
+
+
 class PlatformTest(unittest.TestCase):
     def test_platform_types_are_found_without_an_import(self):
         u = model("unit T\nnamespace T {\nvalue V(a) {\n  a: L3::VrfName key\n  f: Lumen::AddressFamily\n}\n}\n")

@@ -69,13 +69,14 @@ class BoundedName {
     return out;
   }
   friend Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& in, Derived& v) {
-    v = Derived(readName(in, Traits::logWhat));
+    const std::string_view s = readNameView(in, Traits::logWhat);
+    static_cast<BoundedName&>(v).name_.assign(s.data(), s.size());
     return in;
   }
 
-  // Reads a length-prefixed name that passes the checks; what names it in
-  // the failure message.
-  static std::string readName(Orv::NboAttrLog::In& in, const char* what) {
+  // A length-prefixed name in place in the input, checked: length within
+  // maxLength and no refused character. what names it in the failure.
+  static std::string_view readNameView(Orv::NboAttrLog::In& in, const char* what) {
     const std::size_t at = in.offset();
     const std::uint32_t n = in.readU32();
     if (n > maxLength) {
@@ -83,10 +84,14 @@ class BoundedName {
                   std::to_string(maxLength),
               at);
     }
-    std::string s(n, '\0');
-    in.readBytes(s.data(), n);
+    const std::string_view s(reinterpret_cast<const char*>(in.readSpan(n)), n);
     if (!Traits::validChars(s)) in.fail(std::string(what) + " has a refused character", at);
     return s;
+  }
+
+  // The same, copied out.
+  static std::string readName(Orv::NboAttrLog::In& in, const char* what) {
+    return std::string(readNameView(in, what));
   }
 
  private:

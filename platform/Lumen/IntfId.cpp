@@ -9,7 +9,7 @@ namespace Lumen {
 
 namespace {
 
-bool refusedChar(unsigned char c) {
+constexpr bool refusedChar(unsigned char c) {
   if (c < 0x20 || c == 0x7f) return true;  // control characters, including tab and newline
   switch (c) {
     case ' ':
@@ -27,13 +27,21 @@ bool refusedChar(unsigned char c) {
   }
 }
 
+// refusedChar as a table: names are checked on every attribute-log read.
+struct RefusedTable {
+  bool refused[256];
+  constexpr RefusedTable() : refused() {
+    for (int c = 0; c < 256; ++c) refused[c] = refusedChar(static_cast<unsigned char>(c));
+  }
+};
+constexpr RefusedTable refusedTable;
+
 }  // namespace
 
 bool IntfIdTraits::validChars(std::string_view text) noexcept {
-  for (char c : text) {
-    if (refusedChar(static_cast<unsigned char>(c))) return false;
-  }
-  return true;
+  bool bad = false;
+  for (char c : text) bad |= refusedTable.refused[static_cast<unsigned char>(c)];
+  return !bad;
 }
 
 void IntfIdTraits::throwInvalid(std::string_view text) {

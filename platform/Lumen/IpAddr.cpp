@@ -57,18 +57,6 @@ std::string valueToStrep(const IpAddr& v) {
 
 std::ostream& operator<<(std::ostream& os, const IpAddr& v) { return os << valueToStrep(v); }
 
-Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const IpAddr& v) {
-  out.writeBytes(v.bytes().data(), 4);
-  return out;
-}
-
-Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& in, IpAddr& v) {
-  std::array<std::uint8_t, 4> b;
-  in.readBytes(b.data(), 4);
-  v = IpAddr(b);
-  return in;
-}
-
 // --- IpAddrWithMask ---------------------------------------------------------
 
 IpAddrWithMask::IpAddrWithMask(IpAddr address, unsigned len) {

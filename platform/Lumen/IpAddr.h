@@ -120,10 +120,20 @@ IPMODEL_API std::ostream& operator<<(std::ostream& os, const Prefix& v);
 
 // Attribute-log forms: the four address bytes in network order, then (for the
 // masked forms) the length as one byte.
-IPMODEL_API Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const IpAddr& v);
+// Attribute-log form: the four bytes in network order (inline: it is on
+// every replicated address's path).
+inline Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const IpAddr& v) {
+  out.writeBytes(v.bytes().data(), 4);
+  return out;
+}
 IPMODEL_API Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const IpAddrWithMask& v);
 IPMODEL_API Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const Prefix& v);
-IPMODEL_API Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& in, IpAddr& v);
+inline Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& in, IpAddr& v) {
+  std::array<std::uint8_t, 4> b;
+  std::memcpy(b.data(), in.readSpan(4), 4);
+  v = IpAddr(b);
+  return in;
+}
 IPMODEL_API Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& in, IpAddrWithMask& v);
 IPMODEL_API Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& in, Prefix& v);
 

@@ -25,7 +25,21 @@ enum class AttrOp : std::uint8_t {
   collDelAll,
   collCount,  // count <- number of members
   collKeys,   // keys <- every key in collection order
+  // Attribute-log forms (NboAttrLogSa.h). The value goes to arg.out and
+  // comes from arg.in; entity references go through arg.peer.
+  logGet,        // arg.out <- the value (scalars) or every member (collections)
+  logSet,        // the attribute <- a value read from arg.in, through the setter
+  logMember,     // key read from arg.in; arg.out <- that member's entry
+  logMemberSet,  // a member entry read from arg.in, applied with xIs or xDel
+  logKeys,       // arg.out <- every key's log form, each as a length-prefixed string
 };
+
+class Entity;
+namespace NboAttrLog {
+class Out;
+class In;
+class Peer;
+}  // namespace NboAttrLog
 
 // A value of any attribute type. It remembers how to print itself, so tools
 // can show a value without knowing its type.
@@ -66,7 +80,12 @@ class AttrArg {
   Value value;
   bool found = false;
   std::uint64_t count = 0;
-  std::vector<Value> keys;
+  std::vector<Value> keys;  // collKeys; for logMemberSet the extra constructor parameters
+  NboAttrLog::Out* out = nullptr;
+  NboAttrLog::In* in = nullptr;
+  NboAttrLog::Peer* peer = nullptr;
+  const Entity* owner = nullptr;  // the entity whose attribute is accessed
+  std::size_t keyEnd = 0;         // logMemberSet: offset in arg.in after the key
 };
 
 }  // namespace Orv

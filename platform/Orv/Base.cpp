@@ -87,6 +87,15 @@ std::string AllocTrackTypeInfo::liveReport() {
 
 namespace NboAttrLog {
 
+void Out::reserveFor(std::size_t n) {
+  std::size_t c = cap_ < 64 ? 64 : cap_;
+  while (c < n) c *= 2;
+  auto* p = static_cast<std::uint8_t*>(std::realloc(buf_, c));
+  if (p == nullptr) throw std::bad_alloc();
+  buf_ = p;
+  cap_ = c;
+}
+
 void In::fail(const std::string& what, std::size_t at) const {
   throw NboAttrLogException("attribute log: " + what + " at offset " + std::to_string(at));
 }

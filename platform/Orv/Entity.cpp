@@ -3,6 +3,7 @@
 #include <ipmodel/Orv/Attr.h>
 #include <ipmodel/Orv/Entity.h>
 #include <ipmodel/Orv/Exception.h>
+#include <ipmodel/Orv/NboAttrLogSa.h>
 
 namespace Orv {
 
@@ -58,6 +59,11 @@ bool NotifieeConst::notifierIsBase(const Entity* e) {
 }
 
 Entity::~Entity() { ORV_ASSERT(notifiees_ == nullptr); }
+
+Ptr<Entity::OrvNboAttrLogSa> Entity::orvNboAttrLogSaIs(std::uint32_t, std::uint32_t,
+                                                       const Ptr<NboAttrLog::Out>&) {
+  return Ptr<OrvNboAttrLogSa>();
+}
 
 void Entity::orvRangeFail(const char* message) { throw RangeException(message); }
 

@@ -28,6 +28,9 @@ namespace Orv {
 
 class Entity;
 class AttrArg;
+namespace NboAttrLog {
+class Out;
+}
 enum class AttrOp : std::uint8_t;
 
 class IPMODEL_API NotifieeConst {
@@ -147,6 +150,13 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   // The attached notifiees (reactors), in attach order.
   NotifieeList notifieeList() const { return NotifieeList(notifiees_); }
 
+  // The attribute-log adapter of each entity type (NboAttrLogSa.h).
+  class OrvNboAttrLogSa;
+  // Creates an adapter that writes this entity's changes to out under the
+  // identity id and applies incoming entries; null for a type without one.
+  virtual Ptr<OrvNboAttrLogSa> orvNboAttrLogSaIs(std::uint32_t flags, std::uint32_t id,
+                                                 const Ptr<NboAttrLog::Out>& out);
+
   virtual bool orvHasAttrLogInterface() const { return false; }
   virtual bool hasBackupSupport() const { return false; }
 
@@ -181,7 +191,8 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   // stored when it is out of range; then the check throws RangeException
   // with message and nobody is notified.
   template <class N, class T, class V>
-  void orvSetInRange(T& field, const V& v, bool inRange, const char* message, void (N::*handler)()) {
+  void orvSetInRange(T& field, const V& v, bool inRange, const char* message,
+                     void (N::*handler)()) {
     if (field == v) return;
     field = v;
     if (!inRange) orvRangeFail(message);

@@ -25,6 +25,7 @@
 #include <ipmodel/Orv/String.h>
 #include <ipmodel/Orv/Type.h>
 #include <ipmodel/Orv/ValueType.h>
+#include <ipmodel/Orv/NboAttrLogSa.h>
 
 namespace Orv {
 
@@ -32,9 +33,103 @@ namespace frame {
 
 // --- generic attribute access ---------------------------------------------
 
-// Key, constant and read-only computed attributes: get only.
+namespace detail {
+template <class T>
+struct IsPtr : std::false_type {};
+// Counted pointers to entities travel as entity references; pointers to
+// anything else (the reactors of state machines) do not travel at all.
+template <class E>
+struct IsPtr<Ptr<E>> : std::bool_constant<std::is_base_of_v<Entity, std::remove_const_t<E>>> {
+  using Target = E;
+};
+template <class T>
+struct IsOtherPtr : std::false_type {};
+template <class E>
+struct IsOtherPtr<Ptr<E>> : std::bool_constant<!IsPtr<Ptr<E>>::value> {};
+
+// Entity references in attribute logs: the referenced entity's type name
+// and full name (two empty strings for null), resolved on the reading side
+// by the stream's peer.
+IPMODEL_API void refWrite(NboAttrLog::Out& o, const Entity* e);
+IPMODEL_API Ptr<Entity> refRead(NboAttrLog::In& in, NboAttrLog::Peer* peer);
+[[noreturn]] IPMODEL_API void refTypeFail(NboAttrLog::In& in, const Entity& e,
+                                          const char* expected);
+
+template <class T>
+void logPut(AttrArg& a, const T& v) {
+  if constexpr (IsOtherPtr<T>::value) {
+    refWrite(*a.out, nullptr);
+  } else if constexpr (IsPtr<T>::value) {
+    refWrite(*a.out, v.ptr());
+  } else {
+    *a.out << v;
+  }
+}
+
+template <class T>
+T logTake(AttrArg& a) {
+  if constexpr (IsOtherPtr<T>::value) {
+    refRead(*a.in, nullptr);
+    return T();
+  } else if constexpr (IsPtr<T>::value) {
+    using E = typename IsPtr<T>::Target;
+    Ptr<Entity> e = refRead(*a.in, a.peer);
+    if (!e) return T();
+    auto* p = dynamic_cast<E*>(e.ptr());
+    if (p == nullptr) refTypeFail(*a.in, *e, typeid(E).name());
+    return T(p);
+  } else if constexpr (std::is_constructible_v<T, NboAttrLog::In&> && !std::is_arithmetic_v<T>) {
+    return T(*a.in);
+  } else {
+    T v{};
+    *a.in >> v;
+    return v;
+  }
+}
+
+// Member entries of collections: a presence byte (1 present, 0 removed), the
+// key, then for a present member its value. A member that is an entity its
+// owner created travels as its further constructor parameters (entity
+// references) and the identity its own attribute log uses; the peer
+// attaches or binds that log.
+enum : std::uint8_t { memberRemoved = 0, memberPresent = 1 };
+
+IPMODEL_API void ownedMemberWrite(AttrArg& a, Entity& member);
+// Reads the constructor parameters into a.keys; returns the identity.
+IPMODEL_API std::uint32_t ownedMemberRead(AttrArg& a, const TypeDesc& t);
+IPMODEL_API void ownedMemberBound(AttrArg& a, std::uint32_t identity, Entity& member);
+IPMODEL_API void memberGone(AttrArg& a, const Entity& member);
+[[noreturn]] IPMODEL_API void memberApplyFail(AttrArg& a);
+
+template <class K, class V>
+void memberPut(AttrArg& a, const K& k, const V& v, const Entity* owner) {
+  a.out->writeU8(memberPresent);
+  *a.out << k;
+  if constexpr (IsOtherPtr<V>::value) {
+    a.out->writeU8(0);
+    refWrite(*a.out, nullptr);
+  } else if constexpr (IsPtr<V>::value) {
+    if (v && v->parent() == owner) {
+      a.out->writeU8(1);
+      ownedMemberWrite(a, const_cast<Entity&>(static_cast<const Entity&>(*v)));
+    } else {
+      a.out->writeU8(0);
+      refWrite(*a.out, v.ptr());
+    }
+  } else {
+    *a.out << v;
+  }
+}
+}  // namespace detail
+
+// Key, constant and read-only computed attributes: get only (and their
+// attribute-log form, for orphan headers).
 template <class T>
 int attrGet(AttrOp op, AttrArg& a, const T& v) {
+  if (op == AttrOp::logGet) {
+    detail::logPut(a, v);
+    return 0;
+  }
   if (op != AttrOp::get) return 1;
   a.value = v;
   return 0;
@@ -51,6 +146,14 @@ int attrStored(AttrOp op, AttrArg& a, const T& current, Set&& set) {
     set(a.value.as<T>());
     return 0;
   }
+  if (op == AttrOp::logGet) {
+    detail::logPut(a, current);
+    return 0;
+  }
+  if (op == AttrOp::logSet) {
+    set(detail::logTake<T>(a));
+    return 0;
+  }
   return 1;
 }
 
@@ -63,6 +166,60 @@ void collQuery(AttrOp op, AttrArg& a, const C& c) {
     a.keys.clear();
     for (auto it = c.begin(); it != c.end(); ++it) a.keys.emplace_back(it.key());
   }
+}
+}  // namespace detail
+
+namespace detail {
+template <class K, class Get, class Set, class Del>
+int memberApply(AttrArg& a, Get& get, Set& set, Del& del) {
+  const std::uint8_t presence = a.in->readU8();
+  if (presence > memberPresent) a.in->fail("member presence byte " + std::to_string(presence));
+  K k = logTake<K>(a);
+  a.keyEnd = a.in->offset();
+  if (presence == memberRemoved) {
+    auto removed = del(k);
+    // A member its owner created has no parent once removed: the peer
+    // following it may let go of it.
+    if constexpr (IsPtr<std::decay_t<decltype(removed)>>::value) {
+      if (removed && removed->parent() == nullptr) memberGone(a, *removed);
+    }
+    return 0;
+  }
+  using V = std::decay_t<decltype(get(k))>;
+  if constexpr (IsOtherPtr<V>::value) {
+    a.in->readU8();
+    refRead(*a.in, nullptr);
+    return 0;
+  } else if constexpr (IsPtr<V>::value) {
+    const std::uint8_t owned = a.in->readU8();
+    if (owned > 1) a.in->fail("member kind byte " + std::to_string(owned));
+    if (owned == 1) {
+      using E = std::remove_const_t<typename IsPtr<V>::Target>;
+      const std::uint32_t identity = ownedMemberRead(a, E::orvType);
+      // A member this side holds already is kept as it is: its constructor
+      // parameters cannot change, and a reference that resolves differently
+      // here (or not at all) is no reason to refuse the log.
+      V m = get(k);
+      if (!m) {
+        a.key = k;
+        if (!set(a)) memberApplyFail(a);
+        m = get(k);
+      }
+      ORV_ASSERT(m);
+      ownedMemberBound(a, identity, const_cast<E&>(*m));
+      return 0;
+    }
+    V v = logTake<V>(a);
+    if (!v) return 0;  // a reference this side does not hold: nothing to add
+    a.key = k;
+    a.value = std::move(v);
+  } else {
+    V v = logTake<V>(a);
+    a.key = std::move(k);
+    a.value = std::move(v);
+  }
+  if (!set(a)) memberApplyFail(a);
+  return 0;
 }
 }  // namespace detail
 
@@ -90,8 +247,58 @@ int attrColl(AttrOp op, AttrArg& a, const C& c, Get&& get, Set&& set, Del&& del,
     case AttrOp::collKeys:
       detail::collQuery(op, a, c);
       return 0;
+    case AttrOp::logGet:
+      a.count = 0;
+      for (auto it = c.begin(); it != c.end(); ++it) {
+        detail::memberPut(a, it.key(), get(it.key()), a.owner);
+        ++a.count;
+      }
+      return 0;
+    case AttrOp::logMember: {
+      const K k = detail::logTake<K>(a);
+      if (c.find(k) == nullptr) {
+        a.out->writeU8(detail::memberRemoved);
+        *a.out << k;
+      } else {
+        detail::memberPut(a, k, get(k), a.owner);
+      }
+      return 0;
+    }
+    case AttrOp::logMemberSet:
+      return detail::memberApply<K>(a, get, set, del);
+    case AttrOp::logKeys: {
+      a.count = 0;
+      NboAttrLog::Out key;
+      for (auto it = c.begin(); it != c.end(); ++it) {
+        key.drain();
+        key << it.key();
+        a.out->writeU32(static_cast<std::uint32_t>(key.size()));
+        a.out->writeBytes(key.bytes().data(), key.size());
+        ++a.count;
+      }
+      return 0;
+    }
     default:
       return 1;
+  }
+}
+
+// A further constructor parameter of a member created through generic access
+// (logMemberSet puts them in AttrArg::keys, in constructor order).
+template <class P>
+P ctorArg(const AttrArg& a, std::size_t i) {
+  if (i >= a.keys.size())
+    throw RangeException("missing constructor parameter " + std::to_string(i));
+  if constexpr (detail::IsPtr<P>::value) {
+    const Ptr<Entity>& e = a.keys[i].as<Ptr<Entity>>();
+    using E = typename detail::IsPtr<P>::Target;
+    if (!e) return P();
+    auto* p = dynamic_cast<E*>(e.ptr());
+    if (p == nullptr)
+      throw RangeException(std::string("constructor parameter is not a ") + E::orvType.name);
+    return P(p);
+  } else {
+    return a.keys[i].as<P>();
   }
 }
 

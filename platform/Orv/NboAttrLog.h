@@ -9,7 +9,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -23,6 +25,27 @@
 namespace Orv {
 namespace NboAttrLog {
 
+// A view of the bytes written to an Out, valid until the Out changes. It
+// converts to std::vector for a copy that outlives it.
+class Bytes {
+ public:
+  Bytes(const std::uint8_t* p, std::size_t n) : p_(p), n_(n) {}
+  const std::uint8_t* data() const { return p_; }
+  std::size_t size() const { return n_; }
+  bool empty() const { return n_ == 0; }
+  const std::uint8_t* begin() const { return p_; }
+  const std::uint8_t* end() const { return p_ + n_; }
+  std::uint8_t operator[](std::size_t i) const { return p_[i]; }
+  operator std::vector<std::uint8_t>() const { return std::vector<std::uint8_t>(begin(), end()); }
+  bool operator==(const Bytes& o) const {
+    return n_ == o.n_ && (n_ == 0 || std::memcmp(p_, o.p_, n_) == 0);
+  }
+
+ private:
+  const std::uint8_t* p_;
+  std::size_t n_;
+};
+
 class IPMODEL_API Out : public PtrInterface {
  public:
   // capacity bounds how many bytes the log takes before it must drain; the
@@ -34,27 +57,31 @@ class IPMODEL_API Out : public PtrInterface {
     return Ptr<Out>(new Out(capacity));
   }
 
-  const std::vector<std::uint8_t>& bytes() const { return bytes_; }
-  std::size_t size() const { return bytes_.size(); }
+  Out(const Out&) = delete;
+  Out& operator=(const Out&) = delete;
+  ~Out() override { std::free(buf_); }
+
+  Bytes bytes() const { return Bytes(buf_, size_); }
+  std::size_t size() const { return size_; }
   std::size_t capacity() const { return capacity_; }
   void capacityIs(std::size_t c) { capacity_ = c; }
-  bool hasRoom(std::size_t n) const { return bytes_.size() + n <= capacity_; }
-  // Drops everything written so far (the reader has consumed it).
-  void drain() { bytes_.clear(); }
+  bool hasRoom(std::size_t n) const { return size_ + n <= capacity_; }
+  // Drops everything written so far (the reader has consumed it); the
+  // buffer is kept, so a steady writer does not allocate.
+  void drain() { size_ = 0; }
+  // Drops the first n bytes (a partial send).
+  void consume(std::size_t n) {
+    std::memmove(buf_, buf_ + n, size_ - n);
+    size_ -= n;
+  }
 
-  void writeU8(std::uint8_t v) { bytes_.push_back(v); }
-  void writeU16(std::uint16_t v) {
-    std::uint8_t b[2] = {std::uint8_t(v >> 8), std::uint8_t(v)};
-    writeBytes(b, 2);
-  }
-  void writeU32(std::uint32_t v) {
-    std::uint8_t b[4] = {std::uint8_t(v >> 24), std::uint8_t(v >> 16), std::uint8_t(v >> 8),
-                         std::uint8_t(v)};
-    writeBytes(b, 4);
-  }
+  void writeU8(std::uint8_t v) { *grow(1) = v; }
+  void writeU16(std::uint16_t v) { put16(grow(2), v); }
+  void writeU32(std::uint32_t v) { put32(grow(4), v); }
   void writeU64(std::uint64_t v) {
-    writeU32(std::uint32_t(v >> 32));
-    writeU32(std::uint32_t(v));
+    std::uint8_t* p = grow(8);
+    put32(p, std::uint32_t(v >> 32));
+    put32(p + 4, std::uint32_t(v));
   }
   void writeBool(bool v) { writeU8(v ? 1 : 0); }
   void writeDouble(double v) {
@@ -62,17 +89,38 @@ class IPMODEL_API Out : public PtrInterface {
     std::memcpy(&bits, &v, 8);
     writeU64(bits);
   }
-  void writeString(std::string_view s) {
-    writeU32(static_cast<std::uint32_t>(s.size()));
-    writeBytes(s.data(), s.size());
+  // The length and the bytes in one step.
+  [[gnu::always_inline]] void writeString(std::string_view s) {
+    std::uint8_t* p = grow(4 + s.size());
+    put32(p, static_cast<std::uint32_t>(s.size()));
+    copy(p + 4, s.data(), s.size());
   }
-  void writeBytes(const void* p, std::size_t n) {
-    const auto* b = static_cast<const std::uint8_t*>(p);
-    bytes_.insert(bytes_.end(), b, b + n);
-  }
+  void writeBytes(const void* p, std::size_t n) { copy(grow(n), p, n); }
 
  private:
-  std::vector<std::uint8_t> bytes_;
+  // n more bytes at the end; the buffer grows geometrically.
+  [[gnu::always_inline]] std::uint8_t* grow(std::size_t n) {
+    if (cap_ - size_ < n) reserveFor(size_ + n);
+    std::uint8_t* p = buf_ + size_;
+    size_ += n;
+    return p;
+  }
+  void reserveFor(std::size_t n);
+  static void copy(std::uint8_t* d, const void* s, std::size_t n) {
+    if (n != 0) std::memcpy(d, s, n);
+  }
+  static void put16(std::uint8_t* p, std::uint16_t v) {
+    p[0] = std::uint8_t(v >> 8);
+    p[1] = std::uint8_t(v);
+  }
+  static void put32(std::uint8_t* p, std::uint32_t v) {
+    v = __builtin_bswap32(v);
+    std::memcpy(p, &v, 4);
+  }
+
+  std::uint8_t* buf_ = nullptr;
+  std::size_t size_ = 0;
+  std::size_t cap_ = 0;
   std::size_t capacity_;
 };
 
@@ -80,11 +128,17 @@ class IPMODEL_API In {
  public:
   In(const std::uint8_t* data, std::size_t len) : data_(data), len_(len) {}
   explicit In(const std::vector<std::uint8_t>& v) : data_(v.data()), len_(v.size()) {}
+  explicit In(const Bytes& b) : data_(b.data()), len_(b.size()) {}
 
   std::size_t offset() const { return pos_; }
+  const std::uint8_t* data() const { return data_; }
   std::size_t remaining() const { return len_ - pos_; }
   bool atEnd() const { return pos_ == len_; }
 
+  std::uint8_t peekU8() const {
+    need(1, "u8");
+    return data_[pos_];
+  }
   std::uint8_t readU8() {
     need(1, "u8");
     return data_[pos_++];
@@ -97,10 +151,10 @@ class IPMODEL_API In {
   }
   std::uint32_t readU32() {
     need(4, "u32");
-    std::uint32_t v = std::uint32_t(data_[pos_]) << 24 | std::uint32_t(data_[pos_ + 1]) << 16 |
-                      std::uint32_t(data_[pos_ + 2]) << 8 | std::uint32_t(data_[pos_ + 3]);
+    std::uint32_t v;
+    std::memcpy(&v, data_ + pos_, 4);
     pos_ += 4;
-    return v;
+    return __builtin_bswap32(v);
   }
   std::uint64_t readU64() {
     std::uint64_t hi = readU32();
@@ -132,6 +186,14 @@ class IPMODEL_API In {
     need(n, "bytes");
     std::memcpy(out, data_ + pos_, n);
     pos_ += n;
+  }
+  // The next n bytes in place (valid while the input is), after the bounds
+  // check: lets a reader validate before it copies.
+  const std::uint8_t* readSpan(std::size_t n) {
+    need(n, "bytes");
+    const std::uint8_t* p = data_ + pos_;
+    pos_ += n;
+    return p;
   }
 
   // Raises NboAttrLogException "attribute log: <what> at offset <at>".

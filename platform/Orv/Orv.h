@@ -12,6 +12,7 @@
 #include <ipmodel/Orv/Frame.h>
 #include <ipmodel/Orv/Hash.h>
 #include <ipmodel/Orv/NboAttrLog.h>
+#include <ipmodel/Orv/NboAttrLogSa.h>
 #include <ipmodel/Orv/Ptr.h>
 #include <ipmodel/Orv/Strep.h>
 #include <ipmodel/Orv/String.h>

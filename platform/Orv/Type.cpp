@@ -52,6 +52,12 @@ const TypeDesc entityBaseType = {"Orv::Entity",
                                  0};
 
 const AttrDesc* TypeDesc::attr(std::uint16_t id) const {
+  // Identifiers are usually numbered in table order from the first one:
+  // the row at that position is the answer without a search.
+  if (attrCount != 0) {
+    const unsigned at = static_cast<unsigned>(id) - attrs[0].id;
+    if (at < attrCount && attrs[at].id == id) return &attrs[at];
+  }
   return findAttr(*this, [id](const AttrDesc& a) { return a.id == id; });
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <ipmodel/Orv/Export.h>
+#include <ipmodel/Orv/Ptr.h>
 #include <ipmodel/Orv/String.h>
 
 namespace Orv {
@@ -40,6 +41,7 @@ constexpr std::uint16_t firstValueAttr = 2;
 }  // namespace AttrId
 
 struct TypeDesc;
+class Entity;
 
 struct AttrDesc {
   const char* name;
@@ -65,6 +67,9 @@ struct TypeDesc {
   const EnumeratorDesc* enumerators;
   std::uint16_t enumeratorCount;
   std::uint8_t valueWidth;  // bytes of an enumeration's value (4)
+  // A named entity type's factory, so that tools and the state database can
+  // create entities by type name; null for every other type.
+  Ptr<Entity> (*namedIs)(const Name& name) = nullptr;
 
   // The attribute with that identifier or name: the type's own, or for an
   // entity type one of the base attributes every entity answers (their

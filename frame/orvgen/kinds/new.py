@@ -24,9 +24,9 @@ $ptr$ $owner$::$setter$($params$) {
 CHECK = "Orv::frame::checkReinstantiate(*p, $text$, p->$name$(), $param$);"
 # A stored parameter is set on the existing member (notifying its notifiees).
 SET_PARAM = "p->$setter$($param$);"
-SET = "$setter$(a.key.as<$keytype$>()); return true;"
-# With further parameters generic access cannot create a member.
-NO_SET = "(void)a; return false;"
+# Generic access passes further parameters as the constructor arguments.
+SET = "$setter$(a.key.as<$keytype$>()$ctorargs$); return true;"
+CTOR_ARG = ", Orv::frame::ctorArg<$type$>(a, $index$)"
 LOOKUP_INTRUSIVE = "return $ptr$(const_cast<$elem$*>($member$.find(k)));"
 INSERT = "$member$.insert(k, e);"
 INSERT_INTRUSIVE = "$member$.insert(e);"
@@ -58,7 +58,8 @@ class Emitter(Collection):
                   if x.category == "key" else render(SET_PARAM, setter=N.setter(x.name), param=N.param_name(x.name))
                   for x in c.extra]
         insert = render(INSERT_INTRUSIVE if c.order == "hashed" else INSERT, member=m)
-        set_arg = render(SET, setter=N.setter(a.name), keytype=N.cpp(c.key)) if not c.extra else NO_SET
+        ctor_args = "".join(render(CTOR_ARG, type=N.attr_cpp(x), index=str(i)) for i, x in enumerate(c.extra))
+        set_arg = render(SET, setter=N.setter(a.name), keytype=N.cpp(c.key), ctorargs=ctor_args)
         return (
             render(DECL, ptr=p, setter=N.setter(a.name), params=params),
             render(DEF, line=a.line, ptr=p, owner=o.qname, setter=N.setter(a.name), params=params, member=m,

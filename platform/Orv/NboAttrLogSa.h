@@ -1,0 +1,221 @@
+// Attribute-log adapters: the per-entity side of replication.
+//
+// An adapter watches one entity. Each change of a stored attribute, pointer
+// or collection member becomes an entry in the outgoing log; incoming entries
+// are applied through the entity's own setters, so range checks and
+// notifications happen exactly as for a local change. Every generated entity
+// type T has T::OrvNboAttrLogSa (derived from Orv::Entity::OrvNboAttrLogSa)
+// whose inner reactor forwards the type's handlers here by attribute id; all
+// the work below is written once, driven by the descriptor and the generic
+// attribute access (Orv::Entity::orvAttr with the log operations).
+//
+// An entry is: u32 identity of the adapter, u16 attribute id, then
+//   - a stored or pointer attribute: its value;
+//   - a collection: a member entry (Frame.h: presence, key, value), or a
+//     resynchronisation mark (syncBegin: the members follow; syncEnd: members
+//     not sent since syncBegin are removed);
+//   - id 0 (orphan header): the type's qualified name, a parameter count, then
+//     per constructor parameter its position and value.
+//
+// Flow control: while the outgoing log is over its capacity, a changed scalar
+// is remembered by id (its latest value is sent later) and a changed member
+// by key in its collection's dirty set with a presence flag (a later change
+// of the same key overwrites it). flush() sends what was deferred once the
+// log has room again, so a slow reader ends with every final value and the
+// sender never buffers more than the capacity plus one set per collection.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <ipmodel/Orv/Entity.h>
+#include <ipmodel/Orv/Export.h>
+#include <ipmodel/Orv/NboAttrLog.h>
+#include <ipmodel/Orv/Ptr.h>
+
+namespace Orv {
+
+namespace NboAttrLog {
+
+// What an adapter needs from the stream it belongs to. The defaults suit a
+// log used on its own: references stay unresolved, members created by their
+// owner are not followed.
+class IPMODEL_API Peer {
+ public:
+  virtual ~Peer();
+  // The local entity an incoming reference names, or null.
+  virtual Ptr<Entity> entityRef(std::string_view typeName, std::string_view fullName);
+  // Sending side: member, created by its owner's collection, is being
+  // written; attach an adapter to it and answer its identity (0: none).
+  virtual std::uint32_t memberOut(Entity& member);
+  // Sending side: the entry that named those members is complete; a peer
+  // that attached adapters in memberOut writes the members' state now.
+  virtual void entryEnd();
+  // Receiving side: member was created (or found) for identity.
+  virtual void memberIn(std::uint32_t identity, Entity& member);
+  // Receiving side: member, created by its owner's collection, was removed
+  // by an entry; a peer that follows it lets go of it.
+  virtual void memberGone(Entity& member);
+  // Sending side: a removal entry was written for the member under key (in
+  // its log form) of owner's collection attrId.
+  virtual void memberRemovedOut(Entity& owner, std::uint16_t attrId, const std::uint8_t* key,
+                                std::size_t n);
+  // An adapter deferred entries because the log was full; call its flush()
+  // once the log has drained.
+  virtual void deferred(Entity::OrvNboAttrLogSa& sa);
+};
+
+// Outgoing flow state of one adapter: the scalar attributes and collection
+// members still to be sent.
+class IPMODEL_API FlowOut {
+ public:
+  // collIds: the collection attributes, zero-terminated (attrIdsReqSync()).
+  explicit FlowOut(const std::uint16_t* collIds);
+  virtual ~FlowOut();
+
+  bool hasDirtyCollKeys() const;
+  bool hasDirtyAttrs() const { return !attrs_.empty(); }
+  // Key in its log form; present false records a removal.
+  void dirtyKeyIs(std::uint16_t collId, std::string key, bool present);
+  void dirtyAttrIs(std::uint16_t id);
+  // The dirty keys of one collection (null when id is not a collection).
+  const std::map<std::string, bool>* dirtyKeys(std::uint16_t collId) const;
+
+ private:
+  friend class Entity::OrvNboAttrLogSa;
+  struct Coll {
+    std::uint16_t id;
+    std::map<std::string, bool> keys;
+  };
+  Coll* coll(std::uint16_t id);
+  std::vector<Coll> colls_;
+  std::vector<std::uint16_t> attrs_;
+};
+
+// Entry-level marks.
+constexpr std::uint16_t orphanAttrId = 0;
+enum : std::uint8_t { syncBegin = 2, syncEnd = 3 };
+
+}  // namespace NboAttrLog
+
+class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
+ public:
+  enum Flags : std::uint32_t {
+    readOnly = 1,            // the local entity is a proxy: local writes raise
+    remoteWriteAllowed = 2,  // incoming entries may change the entity
+  };
+
+  ~OrvNboAttrLogSa() override;
+
+  Entity& entity() const { return *entity_; }
+  std::uint32_t identity() const { return identity_; }
+  std::uint32_t flags() const { return flags_; }
+  void flagsIs(std::uint32_t f) { flags_ = f; }
+  const Ptr<NboAttrLog::Out>& out() const { return out_; }
+  NboAttrLog::Peer* peer() const { return peer_; }
+  void peerIs(NboAttrLog::Peer* p) { peer_ = p; }
+  NboAttrLog::FlowOut& flowOut() const { return *flow_; }
+  const std::uint16_t* syncIds() const { return syncIds_; }
+  bool hasDeferred() const { return flow_->hasDirtyAttrs() || flow_->hasDirtyCollKeys(); }
+
+  // --- outgoing ---
+  // A stored or pointer attribute changed.
+  void orvAttrChanged(std::uint16_t id);
+  // The member under k of collection id was added, changed or removed.
+  template <class K>
+  void orvMemberChanged(std::uint16_t id, const K& k) {
+    if (receiving_ == id) return;
+    keyScratch_.drain();
+    keyScratch_ << k;
+    memberChanged(id, keyScratch_.bytes().data(), keyScratch_.size());
+  }
+  // Every member of collection id, between resynchronisation marks.
+  void serializeColl(std::uint16_t id);
+  // The orphan header: type name and constructor parameters.
+  void doSerializeOrphan();
+  // The whole entity: every stored and pointer attribute, every collection.
+  void serializeAll();
+  // Sends deferred entries while the log has room; true when none is left.
+  bool flush();
+
+  // --- incoming ---
+  // Applies one entry whose identity the caller has read (it routed the
+  // entry here): the attribute id, then the payload.
+  void doHandleAttrTransaction(NboAttrLog::In& in);
+  void doHandleAttrDeserialization(std::uint16_t attrId, NboAttrLog::In& in);
+
+ protected:
+  OrvNboAttrLogSa(Entity& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
+                  const std::uint16_t* syncIds);
+
+ private:
+  void memberChanged(std::uint16_t id, const std::uint8_t* key, std::size_t n);
+  void checkWritable(std::uint16_t id) const;
+  bool hasRoom() const { return out_->size() < out_->capacity(); }
+  void header(std::uint16_t id);
+  void writeScalar(std::uint16_t id);
+  void writeMember(std::uint16_t id, const std::uint8_t* key, std::size_t n);
+  void applyColl(std::uint16_t id, NboAttrLog::In& in);
+  void removeUnseen(std::uint16_t id);
+  void attrOp(AttrOp op, std::uint16_t id, AttrArg& arg) const;
+
+  Ptr<Entity> entity_;
+  Ptr<NboAttrLog::Out> out_;
+  std::unique_ptr<NboAttrLog::FlowOut> flow_;
+  const std::uint16_t* syncIds_;
+  NboAttrLog::Peer* peer_ = nullptr;
+  NboAttrLog::Out keyScratch_;
+  std::uint32_t identity_;
+  std::uint32_t flags_;
+  std::uint16_t receiving_ = 0;  // the attribute being applied from the log
+  // Keys of a collection seen since its syncBegin, in log form.
+  std::uint16_t syncing_ = 0;
+  std::vector<std::string> syncSeen_;
+};
+
+namespace frame {
+
+// The inner reactor of a generated adapter: a notifiee of T that forwards
+// each handler to the adapter by attribute id.
+template <class T>
+class NboAttrLogSaAdapterOf : public T::NotifieeConst {
+ public:
+  explicit NboAttrLogSaAdapterOf(Entity::OrvNboAttrLogSa* sa) : sa_(sa) {}
+  Entity::OrvNboAttrLogSa* sa() const { return sa_; }
+
+ private:
+  Entity::OrvNboAttrLogSa* sa_;
+};
+
+// T::orvNboAttrLogSaIs: creates the adapter Sa with its inner reactor A in
+// the same allocation (a change touches both) and attaches the reactor to e.
+// The reactor is destroyed, and so detached, before the adapter.
+template <class Sa, class A, class T>
+Ptr<Entity::OrvNboAttrLogSa> nboAttrLogSaIs(T& e, std::uint32_t flags, std::uint32_t id,
+                                            const Ptr<NboAttrLog::Out>& out) {
+  struct Joined : Sa {
+    Joined(T& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out)
+        : Sa(e, flags, id, out), inner(this) {}
+    A inner;
+  };
+  Ptr<Joined> sa(new Joined(e, flags, id, out));
+  sa->inner.notifierIs(Ptr<const T>(&e));
+  return sa;
+}
+
+}  // namespace frame
+
+// Base of a generated T::OrvNboAttrLogSa.
+template <class T>
+class NboAttrLogSaOf : public Entity::OrvNboAttrLogSa {
+ public:
+  NboAttrLogSaOf(T& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
+                 const std::uint16_t* syncIds)
+      : Entity::OrvNboAttrLogSa(e, flags, id, out, syncIds) {}
+};
+
+}  // namespace Orv

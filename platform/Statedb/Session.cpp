@@ -1,0 +1,296 @@
+// One end of a state-database connection: framing, adapters by identity,
+// flow control.
+#include <ipmodel/Statedb/internal/Session.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <ipmodel/Orv/Exception.h>
+#include <ipmodel/Orv/Frame.h>
+
+namespace Statedb::internal {
+
+using Orv::Entity;
+using Orv::Ptr;
+using Orv::NboAttrLog::In;
+using Orv::NboAttrLog::Out;
+
+Session::Session(int fd, Index& index, std::uint32_t firstIdentity, std::size_t budget)
+    : fd_(fd),
+      index_(index),
+      budget_(budget),
+      stage_(Out::outIs(budget)),
+      nextIdentity_(firstIdentity) {}
+
+Session::~Session() {
+  detachAll();
+  if (fd_ >= 0) ::close(fd_);
+}
+
+Ptr<Session::Sa> Session::attach(Entity& e, std::uint32_t identity, std::uint32_t flags) {
+  auto found = byEntity_.find(&e);
+  if (found != byEntity_.end()) {
+    // Known already (a resynchronisation or a second mention): rebind the
+    // identity the other side now uses.
+    Ptr<Sa> sa = found->second;
+    if (sa->identity() == identity) return sa;
+    byIdentity_.erase(sa->identity());
+    byEntity_.erase(found);
+    sa->peerIs(nullptr);
+  }
+  Ptr<Sa> sa = e.orvNboAttrLogSaIs(flags, identity, stage_);
+  ORV_ASSERT(sa);
+  sa->peerIs(this);
+  byIdentity_[identity] = sa;
+  byEntity_[&e] = sa;
+  std::string name = e.fullName();
+  index_.emplace(name, Ptr<Entity>(&e));
+  names_[&e] = std::move(name);
+  return sa;
+}
+
+void Session::detachAll() {
+  for (auto& [id, sa] : byIdentity_) sa->peerIs(nullptr);
+  pendingFull_.clear();
+  deferred_.clear();
+  deferredSet_.clear();
+  byEntity_.clear();
+  names_.clear();
+  placesOut_.clear();
+  byIdentity_.clear();  // the adapters detach from their entities here
+}
+
+std::uint32_t Session::inheritedFlags(const Entity& member) const {
+  for (const Entity* p = member.parent(); p != nullptr; p = p->parent()) {
+    auto it = byEntity_.find(p);
+    if (it != byEntity_.end()) return it->second->flags();
+  }
+  return 0;
+}
+
+Ptr<Entity> Session::entityRef(std::string_view, std::string_view fullName) {
+  auto it = index_.find(std::string(fullName));
+  return it == index_.end() ? Ptr<Entity>() : it->second;
+}
+
+std::string Session::place(const Entity& owner, const std::string& attr, const std::uint8_t* key,
+                           std::size_t n) {
+  std::string p(reinterpret_cast<const char*>(&owner), sizeof(&owner));
+  p += attr;
+  p.push_back('\0');
+  p.append(reinterpret_cast<const char*>(key), n);
+  return p;
+}
+
+std::uint32_t Session::memberOut(Entity& member) {
+  auto it = byEntity_.find(&member);
+  if (it != byEntity_.end()) return it->second->identity();
+  Ptr<Sa> sa = attach(member, nextIdentity_++, inheritedFlags(member));
+  pendingFull_.push_back(sa);
+  // Remember where it sits, so that the removal entry of its key lets go
+  // of it again.
+  if (Entity* owner = member.parent()) {
+    const Orv::TypeDesc& t = member.fwkType();
+    for (std::uint16_t i = 0; i < t.attrCount; ++i) {
+      if (t.attrs[i].category != Orv::AttrCategory::key) continue;
+      Out key;
+      Orv::AttrArg arg;
+      arg.out = &key;
+      member.orvAttr(Orv::AttrOp::logGet, t.attrs[i].id, arg);
+      placesOut_[place(*owner, member.parentAttrName(), key.bytes().data(), key.size())] =
+          sa->identity();
+      break;
+    }
+  }
+  return sa->identity();
+}
+
+void Session::memberRemovedOut(Entity& owner, std::uint16_t attrId, const std::uint8_t* key,
+                               std::size_t n) {
+  const Orv::AttrDesc* d = owner.fwkType().attr(attrId);
+  if (d == nullptr) return;
+  auto it = placesOut_.find(place(owner, d->name, key, n));
+  if (it == placesOut_.end()) return;
+  const std::uint32_t identity = it->second;
+  placesOut_.erase(it);
+  drop(identity);
+}
+
+void Session::memberGone(Entity& member) {
+  auto it = byEntity_.find(&member);
+  if (it == byEntity_.end()) return;
+  const std::uint32_t identity = it->second->identity();
+  if (identity >= clientFirstIdentity) drop(identity);  // never a mounted entity
+}
+
+void Session::drop(std::uint32_t identity) {
+  auto it = byIdentity_.find(identity);
+  if (it == byIdentity_.end()) return;
+  Ptr<Sa> sa = it->second;
+  const Entity* e = &sa->entity();
+  auto n = names_.find(e);
+  if (n != names_.end()) {
+    auto x = index_.find(n->second);
+    if (x != index_.end() && x->second.ptr() == e) index_.erase(x);
+    names_.erase(n);
+  }
+  if (deferredSet_.erase(sa.ptr()) != 0) {
+    deferred_.erase(std::remove(deferred_.begin(), deferred_.end(), sa), deferred_.end());
+  }
+  pendingFull_.erase(std::remove(pendingFull_.begin(), pendingFull_.end(), sa), pendingFull_.end());
+  byEntity_.erase(e);
+  byIdentity_.erase(it);
+  sa->peerIs(nullptr);
+}
+
+void Session::entryEnd() {
+  // An entry just ended: a large stage becomes a frame here, so that no
+  // frame ever splits an entry.
+  if (stage_->size() >= frameAt_) stageToSend();
+  if (serializing_) return;
+  serializing_ = true;
+  // Members named by the entry just written follow it with their state;
+  // their own members join the queue as they are written.
+  for (std::size_t i = 0; i < pendingFull_.size(); ++i) pendingFull_[i]->serializeAll();
+  pendingFull_.clear();
+  serializing_ = false;
+}
+
+void Session::memberIn(std::uint32_t identity, Entity& member) {
+  if (identity < clientFirstIdentity)
+    throw Orv::NboAttrLogException("member identity below the member range");
+  attach(member, identity, inheritedFlags(member));
+}
+
+void Session::deferred(Sa& sa) {
+  if (deferredSet_.insert(&sa).second) deferred_.emplace_back(&sa);
+}
+
+void Session::frame(MsgType type, const std::uint8_t* body, std::size_t n) {
+  const std::uint32_t len = static_cast<std::uint32_t>(n);
+  const std::uint8_t head[5] = {std::uint8_t(len >> 24), std::uint8_t(len >> 16),
+                                std::uint8_t(len >> 8), std::uint8_t(len), type};
+  send_.insert(send_.end(), head, head + 5);
+  send_.insert(send_.end(), body, body + n);
+}
+
+void Session::stageToSend() {
+  const auto& b = stage_->bytes();
+  if (b.empty()) return;
+  // entryEnd() stages at entry boundaries long before a frame fills.
+  ORV_ASSERT(b.size() <= maxFrameBytes);
+  frame(msgEntries, b.data(), b.size());
+  stage_->drain();
+  budgetIs();
+}
+
+void Session::budgetIs() {
+  const std::size_t queued = send_.size() - sendOff_;
+  stage_->capacityIs(queued >= budget_ ? 0 : budget_ - queued);
+}
+
+void Session::control(MsgType type, const Out& body) {
+  stageToSend();
+  frame(type, body.bytes().data(), body.size());
+  budgetIs();
+}
+
+void Session::flushDeferred() {
+  while (!deferred_.empty() && stage_->size() < stage_->capacity()) {
+    Ptr<Sa> sa = deferred_.front();
+    if (sa->flush()) {
+      deferredSet_.erase(sa.ptr());
+      deferred_.pop_front();
+    }
+  }
+}
+
+bool Session::writeReady() {
+  for (;;) {
+    if (stage_->size() != 0) stageToSend();
+    while (sendOff_ < send_.size()) {
+      const ssize_t n = ::send(fd_, send_.data() + sendOff_, send_.size() - sendOff_, MSG_NOSIGNAL);
+      if (n < 0) {
+        if (errno == EINTR) continue;
+        if (errno == EAGAIN || errno == EWOULDBLOCK) {
+          budgetIs();
+          return true;
+        }
+        return false;
+      }
+      sendOff_ += static_cast<std::size_t>(n);
+      sent_ += static_cast<std::uint64_t>(n);
+    }
+    send_.clear();
+    sendOff_ = 0;
+    budgetIs();
+    if (deferred_.empty()) return true;
+    flushDeferred();
+    if (stage_->size() == 0) return true;
+  }
+}
+
+bool Session::readReady(const std::function<void(std::uint8_t, In&)>& onFrame, std::string& why) {
+  std::uint8_t buf[65536];
+  bool open = true;
+  for (;;) {
+    const ssize_t n = ::recv(fd_, buf, sizeof buf, MSG_DONTWAIT);
+    if (n > 0) {
+      received_ += static_cast<std::uint64_t>(n);
+      recv_.insert(recv_.end(), buf, buf + n);
+      if (recv_.size() >= (1u << 20)) break;  // apply what we have before reading more
+      continue;
+    }
+    if (n == 0) {
+      why = "end of stream";
+      open = false;
+    } else if (errno == EINTR) {
+      continue;
+    } else if (errno != EAGAIN && errno != EWOULDBLOCK) {
+      why = std::strerror(errno);
+      open = false;
+    }
+    break;
+  }
+  std::size_t at = 0;
+  while (recv_.size() - at >= 5) {
+    const std::uint8_t* p = recv_.data() + at;
+    const std::uint32_t len =
+        std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 | std::uint32_t(p[2]) << 8 | p[3];
+    const std::uint8_t type = p[4];
+    if (len > maxFrameBytes) {
+      throw Orv::NboAttrLogException("frame of " + std::to_string(len) + " bytes is over the " +
+                                     std::to_string(maxFrameBytes) + " byte limit");
+    }
+    if (type < msgMount || type > msgMountFailed) {
+      throw Orv::NboAttrLogException("unknown frame type " + std::to_string(type));
+    }
+    if (recv_.size() - at - 5 < len) break;
+    In in(p + 5, len);
+    at += 5 + len;
+    onFrame(type, in);
+  }
+  recv_.erase(recv_.begin(), recv_.begin() + std::ptrdiff_t(at));
+  if (!open && !recv_.empty() && why == "end of stream") why = "end of stream inside a frame";
+  return open;
+}
+
+void Session::applyEntries(In& in, const std::function<void(const std::string&)>& onRange) {
+  while (!in.atEnd()) {
+    const std::size_t at = in.offset();
+    const std::uint32_t id = in.readU32();
+    auto it = byIdentity_.find(id);
+    if (it == byIdentity_.end()) in.fail("entry for unknown identity " + std::to_string(id), at);
+    Ptr<Sa> sa = it->second;
+    try {
+      sa->doHandleAttrTransaction(in);
+    } catch (const Orv::RangeException& e) {
+      onRange(e.what());  // stored, as a local write would be; the entry was read whole
+    }
+  }
+}
+
+}  // namespace Statedb::internal
