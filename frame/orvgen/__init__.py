@@ -3,8 +3,9 @@
 Stages, each its own module: lexer -> parser (syntax tree with positions) ->
 model (resolution in passes to a frozen model that says what each type and
 attribute is, with every error a file:line:col diagnostic) -> emitters
-(emit.py for types and units, kinds/ for attributes, one module per
-attribute kind, chosen by the attribute's kind). Every C++ spelling is
+(emit.py for types and units, attrlog.py for each entity type's
+attribute-log adapter, kinds/ for attributes, one module per attribute kind,
+chosen by the attribute's kind). Every C++ spelling is
 decided in names.py, and all output goes through the strict template writer
 (writer.py). The platform's value types are declared in
 platform/Platform.model, read when a model names one of them.
