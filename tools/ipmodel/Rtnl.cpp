@@ -41,17 +41,22 @@ std::string attrString(const std::uint8_t* p, std::size_t n) {
   return std::string(reinterpret_cast<const char*>(p), end);
 }
 
+// The fixed header H at the start of a message body; its attributes follow
+// at NLMSG_ALIGN(sizeof(H)).
+template <class H>
+H fixedHeader(const std::uint8_t* body, std::size_t len, const char* what) {
+  if (len < NLMSG_ALIGN(sizeof(H))) throw std::runtime_error(std::string("short ") + what);
+  H h;
+  std::memcpy(&h, body, sizeof h);
+  return h;
+}
+
 unsigned attrU32(const std::uint8_t* p, std::size_t n) {
-  if (n < sizeof(std::uint32_t)) throw std::runtime_error("short rtnetlink attribute");
-  std::uint32_t v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
+  return fixedHeader<std::uint32_t>(p, n, "rtnetlink attribute");
 }
 
 KernelLink parseLink(const std::uint8_t* body, std::size_t len) {
-  if (len < NLMSG_ALIGN(sizeof(ifinfomsg))) throw std::runtime_error("short link message");
-  ifinfomsg ifi;
-  std::memcpy(&ifi, body, sizeof ifi);
+  const auto ifi = fixedHeader<ifinfomsg>(body, len, "link message");
   KernelLink link;
   link.index = static_cast<unsigned>(ifi.ifi_index);
   const std::size_t head = NLMSG_ALIGN(sizeof ifi);
@@ -70,9 +75,7 @@ KernelLink parseLink(const std::uint8_t* body, std::size_t len) {
 }
 
 KernelAddr parseAddr(const std::uint8_t* body, std::size_t len) {
-  if (len < NLMSG_ALIGN(sizeof(ifaddrmsg))) throw std::runtime_error("short address message");
-  ifaddrmsg ifa;
-  std::memcpy(&ifa, body, sizeof ifa);
+  const auto ifa = fixedHeader<ifaddrmsg>(body, len, "address message");
   KernelAddr addr;
   addr.index = ifa.ifa_index;
   addr.family = ifa.ifa_family;
@@ -113,9 +116,7 @@ bool parseDatagram(const std::uint8_t* data, std::size_t len,
       case NLMSG_DONE:
         return true;
       case NLMSG_ERROR: {
-        if (bodyLen < sizeof(nlmsgerr)) throw std::runtime_error("short netlink error message");
-        nlmsgerr e;
-        std::memcpy(&e, body, sizeof e);
+        const auto e = fixedHeader<nlmsgerr>(body, bodyLen, "netlink error message");
         if (e.error != 0) throw errnoError("netlink dump", -e.error);
         break;
       }
