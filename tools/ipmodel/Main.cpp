@@ -3,9 +3,11 @@
 // library's rtnetlink helpers.
 #include <linux/rtnetlink.h>
 #include <net/if.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 
+#include <cerrno>
 #include <cstring>
 #include <iostream>
 #include <map>
@@ -279,7 +281,13 @@ int watch(const std::vector<std::string>& args) {
     }
     throw UsageError("unknown option \"" + a + "\" for watch");
   }
-  // No SA_RESTART: the blocking read returns EINTR and the loop ends.
+  // The stop signals stay blocked except inside the wait, so one that comes
+  // while a notification is being handled ends the wait that follows.
+  sigset_t stopSignals, waitMask;
+  sigemptyset(&stopSignals);
+  sigaddset(&stopSignals, SIGINT);
+  sigaddset(&stopSignals, SIGTERM);
+  sigprocmask(SIG_BLOCK, &stopSignals, &waitMask);
   struct sigaction sa {};
   sa.sa_handler = onStopSignal;
   sigaction(SIGINT, &sa, nullptr);
@@ -299,6 +307,11 @@ int watch(const std::vector<std::string>& args) {
   // Notifications for changes made during the dump come again here; the
   // model's setters ignore what they already hold.
   while (!stopRequested) {
+    pollfd pfd{events.fd(), POLLIN, 0};
+    if (::ppoll(&pfd, 1, nullptr, &waitMask) < 0) {
+      if (errno == EINTR) continue;
+      throw std::runtime_error(std::string("poll: ") + std::strerror(errno));
+    }
     events.readOnce([&](const Cli::KernelEvent& ev) { model.apply(ev); });
   }
   p4.notifierIs(nullptr);

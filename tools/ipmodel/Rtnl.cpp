@@ -152,8 +152,12 @@ RtnlSocket::RtnlSocket(const std::vector<unsigned>& groups) {
   int one = 1;
   // Extended acknowledgements carry the kernel's own text for a refusal.
   ::setsockopt(fd_, SOL_NETLINK, NETLINK_EXT_ACK, &one, sizeof one);
+  // Room for bursts of notifications; beyond the system's limit when the
+  // caller may (root).
   int size = 4 << 20;
-  ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
+  if (::setsockopt(fd_, SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof size) != 0) {
+    ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
+  }
   sockaddr_nl local{};
   local.nl_family = AF_NETLINK;
   if (::bind(fd_, reinterpret_cast<sockaddr*>(&local), sizeof local) < 0) {
@@ -214,6 +218,9 @@ bool RtnlSocket::readOnce(const std::function<void(const KernelEvent&)>& f) {
   ssize_t n = ::recv(fd_, buf, sizeof buf, 0);
   if (n < 0) {
     if (errno == EINTR) return false;
+    if (errno == ENOBUFS) {
+      throw std::runtime_error("kernel notifications were lost (receive buffer overrun)");
+    }
     throw errnoError("netlink receive", errno);
   }
   parseDatagram(buf, static_cast<std::size_t>(n), f);
