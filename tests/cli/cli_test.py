@@ -62,6 +62,17 @@ def test_show_matches_the_kernel(vrf):
     expect(vb["vrf"] == ("red" if vrf else "default"), vb)
     expect(va["vrf"] == "default", va)
 
+    # `ip`'s habit: -j before the command.
+    r = run("-j", "show")
+    expect(r.returncode == 0 and {i["ifname"] for i in json.loads(r.stdout)} == set(intfs), r.stderr)
+
+    # A kernel name that is no valid interface id is left out, with one line saying so.
+    ipn("link", "add", "odd,name", "type", "veth", "peer", "name", "oddpeer")
+    r = run("show")
+    expect(r.returncode == 0 and "oddpeer" in r.stdout and "odd,name" not in r.stdout, r.stdout)
+    expect(r.stderr == 'ipmodel: link "odd,name" left out: not a valid interface name\n', r.stderr)
+    ipn("link", "del", "oddpeer")
+
     r = run("show", "--dest", "192.0.2.200")
     expect(r.returncode == 0, r.stderr)
     block = r.stdout.split(": va vrf default\n", 1)[1].split("\n")

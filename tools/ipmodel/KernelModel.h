@@ -4,6 +4,8 @@
 #include <array>
 #include <cstring>
 #include <map>
+#include <set>
+#include <string>
 
 #include <sys/socket.h>
 
@@ -54,6 +56,8 @@ class KernelModel {
     L3::VrfName vrf;
   };
   const std::map<unsigned, Intf>& intfs() const { return links_; }
+  // Names of links left out because they are not valid interface ids.
+  const std::set<std::string>& skipped() const { return skipped_; }
 
  private:
   void linkIs(const KernelLink& k) {
@@ -63,7 +67,13 @@ class KernelModel {
       it = links_.end();
     }
     if (it == links_.end()) {
-      Lumen::IntfId id(k.name);
+      Lumen::IntfId id;
+      if (!Lumen::IntfId::tryParse(k.name, id)) {
+        // The kernel allows characters an interface id refuses (quotes,
+        // commas, parentheses): such a link stays out of the model.
+        skipped_.insert(k.name);
+        return;
+      }
       auto l3 = l3_->intfStatusIs(id);
       Intf intf;
       intf.link = k;
@@ -152,7 +162,8 @@ class KernelModel {
   IpGen::Status::Ptr gen6_;
   IpGen::StatusSm::Ptr sm4_;
   IpGen::StatusSm::Ptr sm6_;
-  std::map<unsigned, Intf> links_;  // by kernel index
+  std::map<unsigned, Intf> links_;
+  std::set<std::string> skipped_;  // by kernel index
 };
 
 }  // namespace Cli

@@ -109,7 +109,9 @@ int show(const std::vector<std::string>& args) {
     rtnl.dump([&](const Cli::KernelEvent& ev) { model.apply(ev); });
   }
   model.resolveVrfs();
-  std::string out;
+  for (const auto& name : model.skipped()) {
+    std::cerr << "ipmodel: link \"" << name << "\" left out: not a valid interface name\n";
+  }
   std::ostringstream os;
   if (json) os << '[';
   bool first = true;
@@ -328,8 +330,17 @@ int main(int argc, char** argv) {
       (args.empty() ? std::cerr : std::cout) << mainUsage;
       return args.empty() ? 1 : 0;
     }
+    // As with ip, -j/-json may come before the command.
+    bool json = false;
+    while (!args.empty() && (args[0] == "-j" || args[0] == "-json" || args[0] == "--json")) {
+      json = true;
+      args.erase(args.begin());
+    }
+    if (args.empty()) throw UsageError("missing command");
     const std::string cmd = args[0];
     args.erase(args.begin());
+    if (json && cmd != "show") throw UsageError("--json applies to show only");
+    if (json) args.push_back("--json");
     if (cmd == "show") return show(args);
     if (cmd == "addr" || cmd == "address" || cmd == "a") return addrAdd(args);
     if (cmd == "watch" || cmd == "monitor") return watch(args);
