@@ -8,12 +8,14 @@
 #include <sys/socket.h>
 
 #include <cstring>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "Json.h"
 #include "KernelModel.h"
 #include "Rtnl.h"
 
@@ -223,4 +225,35 @@ TEST(KernelModel, KeepsThePrimaryAndSecondariesAsTheKernelReportsThem) {
   EXPECT_EQ(ip6->addr().size(), 1u);
   // Addresses of unknown links are ignored.
   feed(m, addr4(RTM_NEWADDR, 99, "10.0.0.1", 24));
+}
+
+TEST(Json, WalksAnyEntityThroughItsDescriptor) {
+  auto l3 = L3::Intf::Input::statusDirFactory("l3");
+  auto input = Ip::Input::statusFactory("ip");
+  const Lumen::IntfId eth1("Ethernet1");
+  auto s = input->ipIntfStatusIs(eth1, l3->intfStatusIs(eth1));
+  s->activeAddrWithMaskIs(Lumen::IpAddrWithMask("10.0.0.1/24"));
+  s->activeSecondaryWithMaskIs(Lumen::IpAddrWithMask("10.0.1.1/24"), true);
+  s->configSourceIs("say \"hi\"\n");
+  auto text = [&] {
+    std::ostringstream os;
+    Cli::jsonEntity(os, *s);
+    return os.str();
+  };
+  const std::string json = text();
+  EXPECT_EQ(json.front(), '{');
+  EXPECT_NE(json.find(R"("intfId":"Ethernet1")"), std::string::npos) << json;
+  EXPECT_NE(json.find(R"("activeAddrWithMask":"10.0.0.1/24")"), std::string::npos) << json;
+  // A map whose members are all "true" reads as the set of its keys.
+  EXPECT_NE(json.find(R"("activeSecondaryWithMask":["10.0.1.1/24"])"), std::string::npos) << json;
+  EXPECT_NE(json.find(R"("configSource":"say \"hi\"\n")"), std::string::npos) << json;
+  EXPECT_NE(json.find(R"("l3Status":"/l3/intfStatus/Ethernet1")"), std::string::npos) << json;
+  // Computed attributes are left out: some have no value without an argument.
+  EXPECT_EQ(json.find("activeVirtualAddrWithMask"), std::string::npos) << json;
+
+  s->activeSecondaryWithMaskIs(Lumen::IpAddrWithMask("10.0.2.1/24"), false);
+  EXPECT_NE(
+      text().find(R"("activeSecondaryWithMask":{"10.0.1.1/24":"true","10.0.2.1/24":"false"})"),
+      std::string::npos)
+      << text();
 }
