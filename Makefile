@@ -29,7 +29,7 @@ configure = test -f $(1)/build.ninja || cmake -S . -B $(1) -G Ninja $(2)
         readme-example fuzz format clean
 
 help:
-	@echo "make demo           build and run the demo program"
+	@echo "make demo           build, run the demo program and ipmodel on this machine"
 	@echo "make test           build everything with g++ and run the tests (build/)"
 	@echo "make test-clang     build the library and tests with clang++ and test (build-clang/)"
 	@echo "make bench          Release build, run every benchmark (build-bench/)"
@@ -48,7 +48,7 @@ build: deps
 	cmake --build $(BUILD)
 
 demo: build
-	$(BUILD)/examples/ipmodel_demo
+	bash scripts/demo.sh $(BUILD)
 
 test: build
 	cd $(BUILD) && $(CTEST)

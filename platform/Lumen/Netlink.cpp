@@ -60,6 +60,35 @@ int sendWhole(int fd, const nlmsghdr* msg, Clock::time_point deadline) {
   }
 }
 
+thread_local std::string lastAckMessage;
+
+// The NLMSGERR_ATTR_MSG text among the attributes that follow an
+// acknowledgement's nlmsgerr (`msgLen` bytes of message from `msg`), "" when
+// there is none or the attributes do not hold together.
+std::string ackMessage(const std::uint8_t* msg, std::size_t msgLen) {
+  nlmsghdr h;
+  std::memcpy(&h, msg, sizeof h);
+  if (!(h.nlmsg_flags & NLM_F_ACK_TLVS)) return {};
+  nlmsgerr e;
+  std::memcpy(&e, msg + NLMSG_HDRLEN, sizeof e);
+  // Without NLM_F_CAPPED the whole request is echoed before the attributes.
+  std::size_t off = NLMSG_HDRLEN + sizeof e;
+  if (!(h.nlmsg_flags & NLM_F_CAPPED)) off += NLMSG_ALIGN(e.msg.nlmsg_len) - sizeof e.msg;
+  while (off < msgLen && msgLen - off >= sizeof(nlattr)) {
+    nlattr a;
+    std::memcpy(&a, msg + off, sizeof a);
+    if (a.nla_len < sizeof a || a.nla_len > msgLen - off) return {};
+    if ((a.nla_type & NLA_TYPE_MASK) == NLMSGERR_ATTR_MSG) {
+      const char* text = reinterpret_cast<const char*>(msg + off + NLA_HDRLEN);
+      std::size_t n = a.nla_len - NLA_HDRLEN;
+      while (n > 0 && (text[n - 1] == '\0' || text[n - 1] == '\n')) --n;
+      return std::string(text, n);
+    }
+    off += NLA_ALIGN(a.nla_len);
+  }
+  return {};
+}
+
 // Looks through one received datagram (`len` bytes kept of it, `cut` when the
 // datagram was longer) for the NLMSG_ERROR message that answers the request
 // whose header is `sent`. On a match stores its error field in *error.
@@ -79,6 +108,7 @@ bool findAnswer(const std::uint8_t* data, std::size_t len, bool cut, const nlmsg
       std::memcpy(&e, data + off + NLMSG_HDRLEN, sizeof e);
       if (std::memcmp(&e.msg, &sent, sizeof(nlmsghdr)) == 0) {
         *error = e.error;
+        lastAckMessage = ackMessage(data + off, have);
         return true;
       }
     }
@@ -92,6 +122,8 @@ bool findAnswer(const std::uint8_t* data, std::size_t len, bool cut, const nlmsg
 
 }  // namespace
 
+std::string netlinkAckMessage() { return lastAckMessage; }
+
 int sendNetlinkMsg(netlinkHandle* handle, nlmsghdr* msg) {
   return sendNetlinkMsg(handle, msg, netlinkAckTimeoutDefault);
 }
@@ -103,6 +135,7 @@ int sendNetlinkMsg(netlinkHandle* handle, nlmsghdr* msg, std::chrono::millisecon
   if (msg->nlmsg_len < sizeof(nlmsghdr)) return -EINVAL;
   const int fd = handle->fd;
   const nlmsghdr sent = *msg;
+  lastAckMessage.clear();
 
   if (int rc = sendWhole(fd, msg, deadline); rc != 0) return rc;
   if (!(sent.nlmsg_flags & NLM_F_ACK)) return 0;

@@ -4,6 +4,7 @@
 #include <linux/netlink.h>
 
 #include <chrono>
+#include <string>
 
 #include <ipmodel/Orv/Export.h>
 
@@ -48,5 +49,11 @@ IPMODEL_API int sendNetlinkMsg(netlinkHandle* handle, nlmsghdr* msg);
 // netlinkAckTimeoutDefault (zero or less: only what is already queued is read).
 IPMODEL_API int sendNetlinkMsg(netlinkHandle* handle, nlmsghdr* msg,
                                std::chrono::milliseconds timeout);
+
+// The kernel's own text (its extended acknowledgement, NLMSGERR_ATTR_MSG) in
+// the last answer sendNetlinkMsg read on this thread, "" when that answer
+// carried none or no answer was read. The kernel adds it only on sockets
+// with the NETLINK_EXT_ACK option set.
+IPMODEL_API std::string netlinkAckMessage();
 
 }  // namespace Lumen

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <fstream>
+#include <string>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -223,4 +224,58 @@ TEST(SendNetlinkMsg, RefusesALengthShorterThanTheHeader) {
   hdr(msg)->nlmsg_len = 8;
   EXPECT_EQ(send(peer.fd(), msg), -EINVAL);
   EXPECT_FALSE(peer.take().has_value());
+}
+
+namespace {
+
+// An answer carrying extended-acknowledgement attributes after the nlmsgerr
+// (and after the echoed payload when not capped).
+Bytes answerWithAttrs(const nlmsghdr& req, int error, bool capped, const Bytes& echoed,
+                      const Bytes& attrs) {
+  Bytes out = answer(req, error, capped ? Bytes{} : echoed);
+  out.resize(NLMSG_ALIGN(out.size()));
+  out.insert(out.end(), attrs.begin(), attrs.end());
+  nlmsghdr h = headerOf(out);
+  h.nlmsg_len = static_cast<std::uint32_t>(out.size());
+  h.nlmsg_flags = NLM_F_ACK_TLVS | (capped ? NLM_F_CAPPED : 0);
+  std::memcpy(out.data(), &h, sizeof h);
+  return out;
+}
+
+Bytes attr(std::uint16_t type, const std::string& text, std::uint16_t lenOverride = 0) {
+  nlattr a{};
+  a.nla_type = type;
+  a.nla_len = lenOverride ? lenOverride : static_cast<std::uint16_t>(NLA_HDRLEN + text.size() + 1);
+  Bytes out(NLA_ALIGN(NLA_HDRLEN + text.size() + 1));
+  std::memcpy(out.data(), &a, sizeof a);
+  std::memcpy(out.data() + NLA_HDRLEN, text.data(), text.size());
+  return out;
+}
+
+}  // namespace
+
+TEST(SendNetlinkMsg, KeepsTheKernelsTextOfTheAnswer) {
+  const std::string text = "ipv4: Address already assigned";
+  Bytes offset = attr(NLMSGERR_ATTR_OFFS, "abc");
+  for (bool capped : {true, false}) {
+    SCOPED_TRACE(capped);
+    FakeNetlinkPeer peer;
+    Bytes msg = request(requestAck, 4, 10);
+    Bytes payload(msg.begin() + NLMSG_HDRLEN, msg.end());
+    Bytes attrs = concat(offset, attr(NLMSGERR_ATTR_MSG, text));
+    peer.queue(answerWithAttrs(headerOf(msg), -EEXIST, capped, payload, attrs));
+    EXPECT_EQ(send(peer.fd(), msg), -EEXIST);
+    EXPECT_EQ(Lumen::netlinkAckMessage(), text);
+  }
+
+  // The next answer without text clears it; so do broken attributes.
+  FakeNetlinkPeer peer;
+  Bytes msg = request(requestAck);
+  peer.queue(answer(headerOf(msg), -ENODEV));
+  EXPECT_EQ(send(peer.fd(), msg), -ENODEV);
+  EXPECT_EQ(Lumen::netlinkAckMessage(), "");
+  Bytes overlong = attr(NLMSGERR_ATTR_MSG, text, 400);
+  peer.queue(answerWithAttrs(headerOf(msg), -EINVAL, true, {}, overlong));
+  EXPECT_EQ(send(peer.fd(), msg), -EINVAL);
+  EXPECT_EQ(Lumen::netlinkAckMessage(), "");
 }
