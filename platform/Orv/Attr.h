@@ -35,6 +35,8 @@ enum class AttrOp : std::uint8_t {
 };
 
 class Entity;
+template <class T>
+class Ptr;
 namespace NboAttrLog {
 class Out;
 class In;
@@ -67,10 +69,22 @@ class IPMODEL_API Value {
   }
   // Textual form of the held value ("" when empty).
   String strep() const { return strep_ ? strep_(v_) : String(); }
+  // The entity a held entity pointer names (null for other values), so tools
+  // can descend into collection members without knowing their type.
+  const Entity* entity() const { return entity_ ? entity_(v_) : nullptr; }
 
  private:
+  template <class T>
+  struct PtrTarget {
+    using Type = void;
+  };
+  template <class X>
+  struct PtrTarget<Ptr<X>> {
+    using Type = X;
+  };
   std::any v_;
   String (*strep_)(const std::any&) = nullptr;
+  const Entity* (*entity_)(const std::any&) = nullptr;
 };
 
 // Arguments and results of one generic access.
@@ -97,5 +111,14 @@ template <class T, class>
 Value::Value(T&& v)
     : v_(std::decay_t<T>(std::forward<T>(v))), strep_([](const std::any& a) -> String {
         return valueToStrep(std::any_cast<const std::decay_t<T>&>(a));
-      }) {}
+      }) {
+  using Target = typename PtrTarget<std::decay_t<T>>::Type;
+  if constexpr (!std::is_void_v<Target>) {
+    if constexpr (std::is_base_of_v<Entity, Target>) {
+      entity_ = [](const std::any& a) -> const Entity* {
+        return std::any_cast<const std::decay_t<T>&>(a).ptr();
+      };
+    }
+  }
+}
 }  // namespace Orv

@@ -257,3 +257,35 @@ TEST(Json, WalksAnyEntityThroughItsDescriptor) {
       std::string::npos)
       << text();
 }
+
+TEST(Json, DescendsIntoOwnedMembersOnly) {
+  auto l3 = L3::Intf::Input::statusDirFactory("l3");
+  auto input = Ip::Input::statusFactory("ip");
+  const Lumen::IntfId eth1("Ethernet1");
+  auto s = input->ipIntfStatusIs(eth1, l3->intfStatusIs(eth1));
+  s->activeAddrWithMaskIs(Lumen::IpAddrWithMask("10.0.0.1/24"));
+  s->activeSecondaryWithMaskIs(Lumen::IpAddrWithMask("10.0.1.1/24"), true);
+  std::ostringstream json, text;
+  Cli::jsonEntity(json, *input);
+  Cli::textEntity(text, *input, "ip.");
+  EXPECT_NE(json.str().find(R"("ipIntfStatus":{"Ethernet1":{"intfId":"Ethernet1",)"),
+            std::string::npos)
+      << json.str();
+  EXPECT_NE(json.str().find(R"("activeSecondaryWithMask":["10.0.1.1/24"])"), std::string::npos)
+      << json.str();
+  EXPECT_NE(text.str().find("ip.ipIntfStatus[Ethernet1].activeAddrWithMask 10.0.0.1/24\n"),
+            std::string::npos)
+      << text.str();
+  EXPECT_NE(text.str().find("ip.ipIntfStatus[Ethernet1].activeSecondaryWithMask[10.0.1.1/24]\n"),
+            std::string::npos)
+      << text.str();
+
+  // A collection that refers to entities owned elsewhere names them, and
+  // does not print them again.
+  auto status = Ip::statusFactory("ipStatus");
+  status->ipIntfStatusIs(s);
+  std::ostringstream ref;
+  Cli::jsonEntity(ref, *status);
+  EXPECT_EQ(ref.str().find("activeAddrWithMask"), std::string::npos) << ref.str();
+  EXPECT_NE(ref.str().find("Ethernet1"), std::string::npos) << ref.str();
+}

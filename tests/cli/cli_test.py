@@ -9,10 +9,12 @@ import select
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 import uuid
 
 PROG = sys.argv[1]
+STATEDBD = sys.argv[2] if len(sys.argv) > 2 else None
 NS = "ipmodel-test-" + uuid.uuid4().hex[:8]
 
 
@@ -124,6 +126,11 @@ def test_bad_arguments():
         (["addr", "add", "10.0.0.1/24", "dev", "va", "scope", "galaxy"], 'invalid scope "galaxy"'),
         (["addr", "add", "2001:db8::1/64", "dev", "va", "secondary"], "IPv4 addresses only"),
         (["watch", "extra"], 'unknown option "extra"'),
+        (["serve", "--path", "/abs"], 'invalid path "/abs"'),
+        (["serve", "--socket"], "--socket needs a path"),
+        (["mount"], "mount needs a PATH"),
+        (["mount", "a", "b"], 'unexpected argument "b"'),
+        (["mount", "some/where"], 'no type known for path "some/where"'),
     ]
     for args, text in cases:
         r = run(*args)
@@ -132,7 +139,8 @@ def test_bad_arguments():
         expect(text in r.stderr, "%s: %r" % (args, r.stderr))
         if args:
             expect(len(lines) == 1 and "ipmodel --help" in lines[0], "%s: %r" % (args, r.stderr))
-    for args in (["--help"], ["show", "--help"], ["addr", "--help"], ["watch", "--help"]):
+    for args in (["--help"], ["show", "--help"], ["addr", "--help"], ["watch", "--help"],
+                 ["serve", "--help"], ["mount", "--help"]):
         r = run(*args)
         expect(r.returncode == 0 and r.stdout.startswith("Usage: ipmodel"), "%s: %r" % (args, r))
 
@@ -152,11 +160,11 @@ class LineReader:
                 if pred(line):
                     return line
             left = deadline - time.monotonic()
-            expect(left > 0, "timed out waiting on watch output")
+            expect(left > 0, "timed out waiting on output")
             ready, _, _ = select.select([self.proc.stdout], [], [], left)
             if ready:
                 chunk = os.read(self.proc.stdout.fileno(), 4096)
-                expect(chunk, "watch ended early")
+                expect(chunk, "the program ended early")
                 self.buf += chunk
 
 
@@ -186,6 +194,91 @@ def test_watch_sees_addresses_come_and_go():
             proc.wait()
 
 
+def stop(proc, name):
+    """Ends a process started by a test with SIGTERM; it must end cleanly."""
+    if proc.poll() is None:
+        proc.send_signal(signal.SIGTERM)
+    try:
+        code = proc.wait(timeout=10)
+    except subprocess.TimeoutExpired:
+        proc.kill()
+        proc.wait()
+        raise AssertionError(name + " did not end on SIGTERM")
+    expect(code == 0, "%s ended with %d: %s" % (name, code, proc.stderr.read().decode()))
+
+
+def test_serve_publishes_the_model(tmp):
+    sock = os.path.join(tmp, "statedb.sock")
+    server = subprocess.Popen([STATEDBD, "--socket", sock], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE)
+    procs = [(server, "statedbd")]
+    try:
+        LineReader(server).wait_for(lambda l: l == "ready " + sock)
+        # A pair of its own, so that what the earlier tests added does not matter.
+        ipn("link", "add", "vc", "type", "veth", "peer", "name", "vd")
+        for dev in ("vc", "vd"):
+            ipn("link", "set", dev, "addrgenmode", "none")
+            ipn("link", "set", dev, "up")
+        ipn("addr", "add", "10.9.0.1/24", "dev", "vc")
+        ipn("addr", "add", "2001:db8:a::1/64", "dev", "vd", "nodad")
+        serve = subprocess.Popen(["ip", "netns", "exec", NS, PROG, "serve", "--socket", sock,
+                                  "--path", "lab/kernel"], stdout=subprocess.PIPE,
+                                 stderr=subprocess.PIPE)
+        procs.append((serve, "serve"))
+        line = LineReader(serve).wait_for(lambda l: l.startswith("serving "))
+        expect(line.endswith(" at %s: lab/kernel/l3 lab/kernel/ipv4 lab/kernel/ipv6" % sock), line)
+
+        # Another process, outside the namespace, sees what was configured in it.
+        def mount(*args):
+            return subprocess.run([PROG, "mount", *args, "--socket", sock], capture_output=True,
+                                  text=True, timeout=30)
+
+        r = mount("lab/kernel/ipv4", "--json")
+        expect(r.returncode == 0, r.stderr)
+        v4 = json.loads(r.stdout)["ipIntfStatus"]
+        expect(v4["vc"]["activeAddrWithMask"] == "10.9.0.1/24", v4["vc"])
+        expect(set(v4) >= {"lo", "va", "vb", "vc", "vd"}, sorted(v4))
+        r = mount("-j", "lab/kernel/ipv6")
+        expect(r.returncode == 0, r.stderr)
+        expect("2001:db8:a::1/64" in json.loads(r.stdout)["intf"]["vd"]["addr"], r.stdout)
+        r = mount("lab/kernel/l3")
+        expect(r.returncode == 0 and "intfStatus[vc].intfId vc\n" in r.stdout, r.stdout)
+
+        # Followed, a change in the namespace arrives as lines that went and came.
+        follow = subprocess.Popen([PROG, "mount", "lab/kernel/ipv4", "--follow", "--socket",
+                                   sock], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        procs.append((follow, "mount --follow"))
+        out = LineReader(follow)
+        out.wait_for(lambda l: l == "ipIntfStatus[vd].activeAddrWithMask 0.0.0.0/0")
+        ipn("addr", "add", "10.9.1.1/24", "dev", "vd")
+        out.wait_for(lambda l: l == "+ ipIntfStatus[vd].activeAddrWithMask 10.9.1.1/24")
+        ipn("addr", "add", "10.9.1.2/24", "dev", "vd")
+        out.wait_for(lambda l: l == "+ ipIntfStatus[vd].activeSecondaryWithMask[10.9.1.2/24]")
+        ipn("addr", "del", "10.9.1.2/24", "dev", "vd")
+        out.wait_for(lambda l: l == "- ipIntfStatus[vd].activeSecondaryWithMask[10.9.1.2/24]")
+        stop(follow, "mount --follow")
+
+        # Refusals: one line each, non-zero status.
+        r = mount("lab/kernel/ipv4", "--type", "Ip6::Input::Status")
+        expect(r.returncode != 0 and r.stderr == "ipmodel: cannot mount lab/kernel/ipv4: path "
+               "lab/kernel/ipv4 holds a Ip::Input::Status, not a Ip6::Input::Status\n", r.stderr)
+        r = mount("lab/kernel/other", "--type", "No::Such")
+        expect(r.returncode != 0 and r.stderr.count("\n") == 1 and "No::Such" in r.stderr,
+               r.stderr)
+        r = subprocess.run([PROG, "mount", "lab/kernel/ipv4", "--socket",
+                            os.path.join(tmp, "nobody.sock")], capture_output=True, text=True,
+                           timeout=30)
+        expect(r.returncode != 0 and r.stderr == "ipmodel: cannot reach statedbd at %s\n"
+               % os.path.join(tmp, "nobody.sock"), r.stderr)
+        stop(serve, "serve")
+        stop(server, "statedbd")
+    finally:
+        for proc, _ in reversed(procs):
+            if proc.poll() is None:
+                proc.kill()
+                proc.wait()
+
+
 def main():
     if os.geteuid() != 0:
         print("skipped: needs root to make a network namespace")
@@ -211,6 +304,9 @@ def main():
         test_addr_add_reports_the_kernel()
         test_bad_arguments()
         test_watch_sees_addresses_come_and_go()
+        if STATEDBD:
+            with tempfile.TemporaryDirectory() as tmp:
+                test_serve_publishes_the_model(tmp)
     finally:
         sh("ip", "netns", "delete", NS, check=False)
     print("ok")

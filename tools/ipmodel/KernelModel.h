@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 #include <sys/socket.h>
 
@@ -23,10 +24,16 @@ namespace Cli {
 class KernelModel {
  public:
   KernelModel()
-      : l3_(L3::Intf::Input::statusDirFactory("kernel")),
-        ipInput_(Ip::Input::statusFactory("kernel")),
+      : KernelModel(L3::Intf::Input::statusDirFactory("kernel"), Ip::Input::statusFactory("kernel"),
+                    Ip6::Input::statusFactory("kernel")) {}
+  // Fills the given layer-3 directory and IPv4 and IPv6 inputs, e.g. the
+  // local trees of state-database mounts that publish them.
+  KernelModel(L3::Intf::Input::StatusDir::Ptr l3, Ip::Input::Status::Ptr ipInput,
+              Ip6::Input::Status::Ptr ip6Input)
+      : l3_(std::move(l3)),
+        ipInput_(std::move(ipInput)),
         ip_(Ip::statusFactory("ipStatus")),
-        ip6Input_(Ip6::Input::statusFactory("kernel")),
+        ip6Input_(std::move(ip6Input)),
         ip6_(Ip6::statusFactory("ip6Status")),
         gen4_(IpGen::ipv4StatusFactory(ip_)),
         gen6_(IpGen::ipv6StatusFactory(ip6_)),

@@ -1,15 +1,19 @@
 // ipmodel: this machine's links and addresses, read from the kernel into the
-// library's model, shown and followed; and addresses added through the
-// library's rtnetlink helpers.
+// library's model, shown, followed and published through the state database;
+// published trees shown from another process; and addresses added through
+// the library's rtnetlink helpers.
 #include <linux/rtnetlink.h>
 #include <net/if.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
+#include <time.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <sstream>
@@ -38,6 +42,10 @@ const char* const mainUsage =
     "  addr add ADDR/LEN dev NAME [secondary] [scope S] [broadcast B]\n"
     "                                add an address in the kernel\n"
     "  watch                         follow link and address changes, print each generic change\n"
+    "  serve [--socket PATH] [--path P]\n"
+    "                                publish the model through statedbd and keep it current\n"
+    "  mount PATH [--json] [--follow] [--type T] [--socket PATH]\n"
+    "                                show a published path\n"
     "Run 'ipmodel COMMAND --help' for the options of one command.\n";
 const char* const showUsage =
     "Usage: ipmodel show [--json] [--dest ADDR]\n"
@@ -54,6 +62,33 @@ const char* const watchUsage =
     "  Follows the kernel's link and address notifications, changes the model and\n"
     "  prints each change of the family-neutral status (counter, VRF, interface,\n"
     "  address). Ctrl-C ends it.\n";
+
+const char* const serveUsage =
+    "Usage: ipmodel serve [--socket PATH] [--path P]\n"
+    "  Mirrors this machine's links and addresses into the model as watch does and\n"
+    "  publishes them through statedbd (writable mounts), kept current as the\n"
+    "  kernel's notifications arrive:\n"
+    "    P/l3    L3::Intf::Input::StatusDir  the layer-3 interface records\n"
+    "    P/ipv4  Ip::Input::Status           the IPv4 interface statuses\n"
+    "    P/ipv6  Ip6::Input::Status          the IPv6 interface statuses\n"
+    "  Prints \"serving N interfaces at SOCKET: PATHS\" once published.\n"
+    "  SIGINT or SIGTERM ends it.\n"
+    "  --socket PATH  the server's socket (default /run/statedb/statedb.sock)\n"
+    "  --path P       where to publish (default ipmodel)\n";
+const char* const mountUsage =
+    "Usage: ipmodel mount PATH [--json] [--follow] [--type T] [--socket PATH]\n"
+    "  Mounts PATH read-only from statedbd and prints its tree, one attribute a\n"
+    "  line (collection members as NAME[KEY]).\n"
+    "  --json         print the tree as one JSON object\n"
+    "  --follow       keep printing changes until SIGINT or SIGTERM: lines gone\n"
+    "                 as \"- LINE\", new lines as \"+ LINE\"; with --json the whole\n"
+    "                 tree again\n"
+    "  --type T       the type at PATH; known without it for the paths serve\n"
+    "                 publishes (ending in /l3, /ipv4 or /ipv6)\n"
+    "  --socket PATH  the server's socket (default /run/statedb/statedb.sock)\n";
+
+// How long a mount may take before the program gives up on the server.
+constexpr int mountTimeoutMs = 5000;
 
 bool isHelp(const std::string& a) { return a == "--help" || a == "-h" || a == "help"; }
 
@@ -250,6 +285,52 @@ int addrAdd(const std::vector<std::string>& args) {
 volatile sig_atomic_t stopRequested = 0;
 void onStopSignal(int) { stopRequested = 1; }
 
+// The stop signals stay blocked except inside the waits, so one that comes
+// while a notification is being handled ends the wait that follows. Returns
+// the mask to wait with.
+sigset_t blockStopSignals() {
+  sigset_t stopSignals, waitMask;
+  sigemptyset(&stopSignals);
+  sigaddset(&stopSignals, SIGINT);
+  sigaddset(&stopSignals, SIGTERM);
+  sigprocmask(SIG_BLOCK, &stopSignals, &waitMask);
+  struct sigaction sa {};
+  sa.sa_handler = onStopSignal;
+  sigaction(SIGINT, &sa, nullptr);
+  sigaction(SIGTERM, &sa, nullptr);
+  return waitMask;
+}
+
+// Waits for `fds` with the stop signals let through; false when a signal
+// ended the wait.
+bool waitReady(pollfd* fds, nfds_t n, const timespec* timeout, const sigset_t& waitMask) {
+  if (::ppoll(fds, n, timeout, &waitMask) >= 0) return true;
+  if (errno == EINTR) return false;
+  throw std::runtime_error(std::string("poll: ") + std::strerror(errno));
+}
+
+// Keeps a model in step with the kernel: joins the link and address
+// notification groups, then loads the current links and addresses.
+// Notifications for changes made during the load come again afterwards; the
+// model's setters ignore what they already hold.
+class KernelFollower {
+ public:
+  explicit KernelFollower(Cli::KernelModel& model)
+      : model_(model), events_({RTNLGRP_LINK, RTNLGRP_IPV4_IFADDR, RTNLGRP_IPV6_IFADDR}) {
+    Cli::RtnlSocket rtnl;
+    rtnl.dump([&](const Cli::KernelEvent& ev) { model_.apply(ev); });
+    model_.resolveVrfs();
+  }
+  int fd() const { return events_.fd(); }
+  void readOnce() {
+    events_.readOnce([&](const Cli::KernelEvent& ev) { model_.apply(ev); });
+  }
+
+ private:
+  Cli::KernelModel& model_;
+  Cli::RtnlSocket events_;
+};
+
 // Prints each counter of a family-neutral status as it moves, with the VRF,
 // interface and address the change names.
 class ChangePrinter : public IpGen::Status::NotifieeConst {
@@ -283,25 +364,9 @@ int watch(const std::vector<std::string>& args) {
     }
     throw UsageError("unknown option \"" + a + "\" for watch");
   }
-  // The stop signals stay blocked except inside the wait, so one that comes
-  // while a notification is being handled ends the wait that follows.
-  sigset_t stopSignals, waitMask;
-  sigemptyset(&stopSignals);
-  sigaddset(&stopSignals, SIGINT);
-  sigaddset(&stopSignals, SIGTERM);
-  sigprocmask(SIG_BLOCK, &stopSignals, &waitMask);
-  struct sigaction sa {};
-  sa.sa_handler = onStopSignal;
-  sigaction(SIGINT, &sa, nullptr);
-  sigaction(SIGTERM, &sa, nullptr);
-
+  const sigset_t waitMask = blockStopSignals();
   Cli::KernelModel model;
-  Cli::RtnlSocket events({RTNLGRP_LINK, RTNLGRP_IPV4_IFADDR, RTNLGRP_IPV6_IFADDR});
-  {
-    Cli::RtnlSocket rtnl;
-    rtnl.dump([&](const Cli::KernelEvent& ev) { model.apply(ev); });
-  }
-  model.resolveVrfs();
+  KernelFollower kernel(model);
   ChangePrinter p4, p6;
   p4.notifierIs(model.gen4());
   p6.notifierIs(model.gen6());
@@ -309,15 +374,180 @@ int watch(const std::vector<std::string>& args) {
   // Notifications for changes made during the dump come again here; the
   // model's setters ignore what they already hold.
   while (!stopRequested) {
-    pollfd pfd{events.fd(), POLLIN, 0};
-    if (::ppoll(&pfd, 1, nullptr, &waitMask) < 0) {
-      if (errno == EINTR) continue;
-      throw std::runtime_error(std::string("poll: ") + std::strerror(errno));
-    }
-    events.readOnce([&](const Cli::KernelEvent& ev) { model.apply(ev); });
+    pollfd pfd{kernel.fd(), POLLIN, 0};
+    if (!waitReady(&pfd, 1, nullptr, waitMask)) continue;
+    kernel.readOnce();
   }
   p4.notifierIs(nullptr);
   p6.notifierIs(nullptr);
+  return 0;
+}
+
+// --- serve and mount ----------------------------------------------------------
+
+// Parses "--socket PATH" at args[i]; true when it was that option.
+bool socketOption(const std::vector<std::string>& args, std::size_t& i, std::string& socket) {
+  if (args[i] != "--socket") return false;
+  if (i + 1 == args.size()) throw UsageError("--socket needs a path");
+  socket = args[++i];
+  return true;
+}
+
+// Waits until every mount of `mg` has completed; throws a one-line reason
+// when the server cannot be reached or refuses one.
+void waitMounted(Statedb::MountGroup& mg, const std::string& socket) {
+  const bool settled = mg.waitFor([&] { return mg.settled(); }, mountTimeoutMs);
+  for (const auto& m : mg.mounts()) {
+    if (mg.state(m.path()) == Statedb::MountState::failed) {
+      throw std::runtime_error("cannot mount " + m.path() + ": " + mg.error(m.path()));
+    }
+  }
+  if (!settled) {
+    throw std::runtime_error(mg.connected() ? "no answer from statedbd at " + socket
+                                            : "cannot reach statedbd at " + socket);
+  }
+}
+
+template <class T>
+Orv::Ptr<T> mountAt(Statedb::MountGroup& mg, const std::string& path, const char* flags) {
+  mg.doMount(Statedb::Mount(path, T::orvType.name, flags), Statedb::MountFilter(false),
+             Statedb::handleFlags(flags));
+  return Orv::ptr_cast<T>(mg.entity(path));
+}
+
+int serve(const std::vector<std::string>& args) {
+  std::string socket = Statedb::defaultSocketPath, prefix = "ipmodel";
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (isHelp(args[i])) {
+      std::cout << serveUsage;
+      return 0;
+    } else if (socketOption(args, i, socket)) {
+    } else if (args[i] == "--path") {
+      if (i + 1 == args.size()) throw UsageError("--path needs a path");
+      prefix = args[++i];
+      if (prefix.empty() || prefix.front() == '/' || prefix.back() == '/') {
+        throw UsageError("invalid path \"" + prefix + "\" after --path");
+      }
+    } else {
+      throw UsageError("unknown option \"" + args[i] + "\" for serve");
+    }
+  }
+  const sigset_t waitMask = blockStopSignals();
+  auto mg = Statedb::MountGroup::mountGroupIs(socket);
+  const std::string l3Path = prefix + "/l3", ipPath = prefix + "/ipv4", ip6Path = prefix + "/ipv6";
+  // The mounts' local trees are the model's own: every change the kernel
+  // reports goes through them to the server.
+  auto l3 = mountAt<L3::Intf::Input::StatusDir>(*mg, l3Path, "w");
+  auto ip = mountAt<Ip::Input::Status>(*mg, ipPath, "w");
+  auto ip6 = mountAt<Ip6::Input::Status>(*mg, ip6Path, "w");
+  waitMounted(*mg, socket);
+  Cli::KernelModel model(l3, ip, ip6);
+  KernelFollower kernel(model);
+  mg->processReady();
+  std::cout << "serving " << model.intfs().size() << " interfaces at " << socket << ": " << l3Path
+            << " " << ipPath << " " << ip6Path << std::endl;
+  // While the server is away the group has no socket: it tries again at
+  // each processReady(), so the wait is bounded then.
+  const timespec retry{0, 100 * 1000 * 1000};
+  while (!stopRequested) {
+    pollfd fds[2] = {{kernel.fd(), POLLIN, 0},
+                     {mg->fd(), short(POLLIN | (mg->wantsWrite() ? POLLOUT : 0)), 0}};
+    const bool connected = fds[1].fd >= 0;
+    if (waitReady(fds, connected ? 2 : 1, connected ? nullptr : &retry, waitMask) &&
+        (fds[0].revents & POLLIN)) {
+      kernel.readOnce();
+    }
+    mg->processReady();
+  }
+  mg->flush(mountTimeoutMs);
+  return 0;
+}
+
+// The type at a path serve publishes, by its last component; "" otherwise.
+std::string servedType(const std::string& path) {
+  const std::string last = path.substr(path.rfind('/') + 1);
+  if (last == "l3") return L3::Intf::Input::StatusDir::orvType.name;
+  if (last == "ipv4") return Ip::Input::Status::orvType.name;
+  if (last == "ipv6") return Ip6::Input::Status::orvType.name;
+  return "";
+}
+
+int mount(const std::vector<std::string>& args) {
+  std::string socket = Statedb::defaultSocketPath, path, type;
+  bool json = false, follow = false;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (isHelp(args[i])) {
+      std::cout << mountUsage;
+      return 0;
+    } else if (socketOption(args, i, socket)) {
+    } else if (args[i] == "--json" || args[i] == "-j" || args[i] == "-json") {
+      json = true;
+    } else if (args[i] == "--follow" || args[i] == "-f") {
+      follow = true;
+    } else if (args[i] == "--type") {
+      if (i + 1 == args.size()) throw UsageError("--type needs a type name");
+      type = args[++i];
+    } else if (path.empty() && !args[i].empty() && args[i][0] != '-') {
+      path = args[i];
+    } else {
+      throw UsageError("unexpected argument \"" + args[i] + "\" for mount");
+    }
+  }
+  if (path.empty()) throw UsageError("mount needs a PATH");
+  if (type.empty()) type = servedType(path);
+  if (type.empty()) {
+    throw UsageError("no type known for path \"" + path + "\"; give --type");
+  }
+  const sigset_t waitMask = blockStopSignals();
+  auto mg = Statedb::MountGroup::mountGroupIs(socket);
+  mg->doMount(Statedb::Mount(path, type, "r"), Statedb::MountFilter(false),
+              Statedb::handleFlags("r"));
+  waitMounted(*mg, socket);
+  const Orv::Ptr<Orv::Entity> root = mg->entity(path);
+  auto render = [&] {
+    std::ostringstream os;
+    if (json) {
+      Cli::jsonEntity(os, *root);
+      os << '\n';
+    } else {
+      Cli::textEntity(os, *root);
+    }
+    return os.str();
+  };
+  std::string shown = render();
+  std::cout << shown << std::flush;
+  if (!follow) return 0;
+  const timespec retry{0, 100 * 1000 * 1000};
+  while (!stopRequested) {
+    pollfd pfd{mg->fd(), short(POLLIN | (mg->wantsWrite() ? POLLOUT : 0)), 0};
+    const bool connected = pfd.fd >= 0;
+    waitReady(&pfd, connected ? 1 : 0, connected ? nullptr : &retry, waitMask);
+    mg->processReady();
+    std::string now = render();
+    if (now == shown) continue;
+    if (json) {
+      std::cout << now << std::flush;
+    } else {
+      // The lines that went and the lines that came.
+      auto lines = [](const std::string& text) {
+        std::vector<std::string> v;
+        std::istringstream in(text);
+        for (std::string l; std::getline(in, l);) v.push_back(l);
+        std::sort(v.begin(), v.end());
+        return v;
+      };
+      const auto before = lines(shown), after = lines(now);
+      std::vector<std::string> gone, came;
+      std::set_difference(before.begin(), before.end(), after.begin(), after.end(),
+                          std::back_inserter(gone));
+      std::set_difference(after.begin(), after.end(), before.begin(), before.end(),
+                          std::back_inserter(came));
+      for (const auto& l : gone) std::cout << "- " << l << '\n';
+      for (const auto& l : came) std::cout << "+ " << l << '\n';
+      std::cout << std::flush;
+    }
+    shown = std::move(now);
+  }
   return 0;
 }
 
@@ -339,11 +569,15 @@ int main(int argc, char** argv) {
     if (args.empty()) throw UsageError("missing command");
     const std::string cmd = args[0];
     args.erase(args.begin());
-    if (json && cmd != "show") throw UsageError("--json applies to show only");
+    if (json && cmd != "show" && cmd != "mount") {
+      throw UsageError("--json applies to show and mount only");
+    }
     if (json) args.push_back("--json");
     if (cmd == "show") return show(args);
     if (cmd == "addr" || cmd == "address" || cmd == "a") return addrAdd(args);
     if (cmd == "watch" || cmd == "monitor") return watch(args);
+    if (cmd == "serve") return serve(args);
+    if (cmd == "mount") return mount(args);
     throw UsageError("unknown command \"" + cmd + "\"");
   } catch (const UsageError& e) {
     std::cerr << "ipmodel: " << e.what() << " (try 'ipmodel --help')\n";
