@@ -227,13 +227,21 @@ TEST(KernelModel, KeepsThePrimaryAndSecondariesAsTheKernelReportsThem) {
   feed(m, addr4(RTM_NEWADDR, 99, "10.0.0.1", 24));
 }
 
+// An IPv4 input holding Ethernet1 with a primary and a secondary address.
+struct Eth1 {
+  Eth1() {
+    s->activeAddrWithMaskIs(Lumen::IpAddrWithMask("10.0.0.1/24"));
+    s->activeSecondaryWithMaskIs(Lumen::IpAddrWithMask("10.0.1.1/24"), true);
+  }
+  const Lumen::IntfId eth1{"Ethernet1"};
+  L3::Intf::Input::StatusDir::Ptr l3 = L3::Intf::Input::statusDirFactory("l3");
+  Ip::Input::Status::Ptr input = Ip::Input::statusFactory("ip");
+  Ip::IpIntfStatus::Ptr s = input->ipIntfStatusIs(eth1, l3->intfStatusIs(eth1));
+};
+
 TEST(Json, WalksAnyEntityThroughItsDescriptor) {
-  auto l3 = L3::Intf::Input::statusDirFactory("l3");
-  auto input = Ip::Input::statusFactory("ip");
-  const Lumen::IntfId eth1("Ethernet1");
-  auto s = input->ipIntfStatusIs(eth1, l3->intfStatusIs(eth1));
-  s->activeAddrWithMaskIs(Lumen::IpAddrWithMask("10.0.0.1/24"));
-  s->activeSecondaryWithMaskIs(Lumen::IpAddrWithMask("10.0.1.1/24"), true);
+  Eth1 model;
+  auto& s = model.s;
   s->configSourceIs("say \"hi\"\n");
   auto text = [&] {
     std::ostringstream os;
@@ -259,12 +267,8 @@ TEST(Json, WalksAnyEntityThroughItsDescriptor) {
 }
 
 TEST(Json, DescendsIntoOwnedMembersOnly) {
-  auto l3 = L3::Intf::Input::statusDirFactory("l3");
-  auto input = Ip::Input::statusFactory("ip");
-  const Lumen::IntfId eth1("Ethernet1");
-  auto s = input->ipIntfStatusIs(eth1, l3->intfStatusIs(eth1));
-  s->activeAddrWithMaskIs(Lumen::IpAddrWithMask("10.0.0.1/24"));
-  s->activeSecondaryWithMaskIs(Lumen::IpAddrWithMask("10.0.1.1/24"), true);
+  Eth1 model;
+  auto& input = model.input;
   std::ostringstream json, text;
   Cli::jsonEntity(json, *input);
   Cli::textEntity(text, *input, "ip.");
@@ -283,7 +287,7 @@ TEST(Json, DescendsIntoOwnedMembersOnly) {
   // A collection that refers to entities owned elsewhere names them, and
   // does not print them again.
   auto status = Ip::statusFactory("ipStatus");
-  status->ipIntfStatusIs(s);
+  status->ipIntfStatusIs(model.s);
   std::ostringstream ref;
   Cli::jsonEntity(ref, *status);
   EXPECT_EQ(ref.str().find("activeAddrWithMask"), std::string::npos) << ref.str();

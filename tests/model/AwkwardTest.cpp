@@ -41,6 +41,10 @@ TEST(AwkwardNames, GenericAccessCallsTheAttributeNotItsOwnParameter) {
   a.key = std::uint32_t{4};
   EXPECT_EQ(box->orvAttr(Orv::AttrOp::collGet, Box::orvType.attr("k")->id, a), 0);
   EXPECT_EQ(a.value.as<Thing::Ptr>(), t);
+  // Tools reach the member entity without knowing its type; other values
+  // name none.
+  EXPECT_EQ(a.value.entity(), t.ptr());
+  EXPECT_EQ(Orv::Value(std::uint32_t{4}).entity(), nullptr);
   a.key = std::string("x");
   EXPECT_EQ(box->orvAttr(Orv::AttrOp::collSet, Box::orvType.attr("id")->id, a), 0);
   EXPECT_TRUE(box->id("x"));
