@@ -459,7 +459,8 @@ int serve(const std::vector<std::string>& args) {
     }
     mg->processReady();
   }
-  mg->flush(mountTimeoutMs);
+  // What the kernel reported last goes to the server before the program ends.
+  if (mg->connected()) mg->flush(mountTimeoutMs);
   return 0;
 }
 
