@@ -270,6 +270,21 @@ def test_serve_publishes_the_model(tmp):
                            timeout=30)
         expect(r.returncode != 0 and r.stderr == "ipmodel: cannot reach statedbd at %s\n"
                % os.path.join(tmp, "nobody.sock"), r.stderr)
+        # The server restarts: serve reconnects and publishes the model again,
+        # changes made meanwhile included.
+        stop(server, "statedbd")
+        ipn("addr", "add", "10.9.2.1/24", "dev", "vc")
+        server = subprocess.Popen([STATEDBD, "--socket", sock], stdout=subprocess.PIPE,
+                                  stderr=subprocess.PIPE)
+        procs.append((server, "statedbd"))
+        LineReader(server).wait_for(lambda l: l == "ready " + sock)
+        again = subprocess.Popen([PROG, "mount", "lab/kernel/ipv4", "--follow", "--socket",
+                                  sock], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        procs.append((again, "mount --follow"))
+        LineReader(again).wait_for(
+            lambda l: l.endswith("ipIntfStatus[vc].activeSecondaryWithMask[10.9.2.1/24]"))
+        stop(again, "mount --follow")
+
         stop(serve, "serve")
         stop(server, "statedbd")
     finally:
