@@ -7,6 +7,7 @@
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 
+#include <climits>
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
@@ -158,6 +159,14 @@ TEST(RtnlReader, RefusesBytesThatDoNotHoldTogether) {
     ADD_FAILURE() << "an error answer must throw";
   } catch (const std::runtime_error& x) {
     EXPECT_EQ(std::string(x.what()), "netlink dump: Operation not permitted");
+  }
+  e.error = INT_MIN;  // no errno the kernel sends, and no int negates it
+  Bytes garbage = message(NLMSG_ERROR, &e, sizeof e, {});
+  try {
+    parse(garbage);
+    ADD_FAILURE() << "an error answer must throw";
+  } catch (const std::runtime_error& x) {
+    EXPECT_EQ(std::string(x.what()), std::string("netlink dump: ") + std::strerror(EPROTO));
   }
   EXPECT_TRUE(parse(Bytes(3, 0)).empty());  // shorter than a header: nothing
 }

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <stdexcept>
 
@@ -117,7 +118,9 @@ bool parseDatagram(const std::uint8_t* data, std::size_t len,
         return true;
       case NLMSG_ERROR: {
         const auto e = fixedHeader<nlmsgerr>(body, bodyLen, "netlink error message");
-        if (e.error != 0) throw errnoError("netlink dump", -e.error);
+        // The kernel sends a negative errno. INT_MIN has no negation and can
+        // only come from a broken peer: it is reported as a protocol error.
+        if (e.error != 0) throw errnoError("netlink dump", e.error == INT_MIN ? EPROTO : -e.error);
         break;
       }
       case RTM_NEWLINK:
