@@ -99,7 +99,6 @@ constexpr const char* phaseNames[phaseCount] = {"Build", "Fold", "Delete"};
 
 using Cycle = ipmodel::bench::PhaseCycle<phaseCount>;
 using PhaseTimer = ipmodel::bench::PhaseTimer<phaseCount>;
-using ipmodel::bench::liveObjectsOf;
 
 // What both sides must answer: the second global address for every
 // interface, by the construction of the inputs.
@@ -114,7 +113,7 @@ Cycle modelCycle(PhaseTimer timer) {
   auto l3Input = L3::Intf::Input::statusDirFactory("l3Input");
   auto ip6Input = Ip6::Input::statusFactory("ip6Input");
   auto ip6Status = Ip6::statusFactory("ip6Status");
-  const auto liveStatuses = liveObjectsOf<Ip6::IntfStatus>();
+  const auto liveStatuses = Orv::allocTrack<Ip6::IntfStatus>().liveObjects();
   Cycle c;
 
   timer.run(build, c, [&] {
@@ -154,7 +153,7 @@ Cycle modelCycle(PhaseTimer timer) {
   });
 
   c.ok = c.ok && ip6Status->intf().empty() && ip6Status->vrfIp6IntfStatus().empty() &&
-         liveObjectsOf<Ip6::IntfStatus>() == liveStatuses;
+         Orv::allocTrack<Ip6::IntfStatus>().liveObjects() == liveStatuses;
   return c;
 }
 

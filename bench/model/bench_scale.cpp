@@ -79,7 +79,6 @@ constexpr const char* phaseNames[phaseCount] = {"Build", "Change", "Delete"};
 
 using Cycle = ipmodel::bench::PhaseCycle<phaseCount>;
 using PhaseTimer = ipmodel::bench::PhaseTimer<phaseCount>;
-using ipmodel::bench::liveObjectsOf;
 using ipmodel::bench::trackedBytes;
 
 // --- the model ------------------------------------------------------------------
@@ -89,8 +88,8 @@ Cycle modelCycle(PhaseTimer timer) {
   auto l3Input = L3::Intf::Input::statusDirFactory("l3Input");
   auto ipInput = Ip::Input::statusFactory("ipInput");
   auto ipStatus = Ip::statusFactory("ipStatus");
-  const auto liveStatuses = liveObjectsOf<Ip::IpIntfStatus>();
-  const auto liveL3 = liveObjectsOf<L3::Intf::Status>();
+  const auto liveStatuses = Orv::allocTrack<Ip::IpIntfStatus>().liveObjects();
+  const auto liveL3 = Orv::allocTrack<L3::Intf::Status>().liveObjects();
   Cycle c;
 
   timer.run(build, c, [&] {
@@ -126,8 +125,8 @@ Cycle modelCycle(PhaseTimer timer) {
   });
 
   c.ok = c.ok && ipStatus->ipIntfStatus().empty() && ipStatus->vrfIpIntfStatus().empty() &&
-         liveObjectsOf<Ip::IpIntfStatus>() == liveStatuses &&
-         liveObjectsOf<L3::Intf::Status>() == liveL3;
+         Orv::allocTrack<Ip::IpIntfStatus>().liveObjects() == liveStatuses &&
+         Orv::allocTrack<L3::Intf::Status>().liveObjects() == liveL3;
   return c;
 }
 

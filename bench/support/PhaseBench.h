@@ -45,18 +45,6 @@ inline std::uint64_t trackedBytes() {
   return sum;
 }
 
-// Live objects of T as the library's trackers count them. The sum over the
-// registry: Orv::allocTrack<T>() called from a program is not the tracker the
-// library counts into.
-template <class T>
-std::uint64_t liveObjectsOf() {
-  std::uint64_t sum = 0;
-  for (const Orv::AllocTrackTypeInfo* t : Orv::AllocTrackTypeInfo::all()) {
-    if (t->type() == typeid(T)) sum += t->liveObjects();
-  }
-  return sum;
-}
-
 struct PhaseFigures {
   double seconds = 0;
   std::uint64_t allocations = 0;
