@@ -29,9 +29,20 @@ class AddrWithLen {
   constexpr const Addr& address() const { return address_; }
   constexpr unsigned len() const { return len_; }
 
-  constexpr bool operator==(const AddrWithLen&) const = default;
+  // Both comparisons take the derived type itself. Taking the base (a
+  // defaulted member operator) makes every comparison of two derived values
+  // a derived-to-base reference conversion, which in a caller's loop keeps
+  // the operand's address in a register or a stack slot rather than
+  // addressing the value directly: a setter comparing an IpAddrWithMask
+  // went from one to two dependent loads.
+  friend constexpr bool operator==(const Self& a, const Self& b) {
+    return a.address_ == b.address_ && a.len_ == b.len_;
+  }
   // By address, then length.
-  constexpr std::strong_ordering operator<=>(const AddrWithLen&) const = default;
+  friend constexpr std::strong_ordering operator<=>(const Self& a, const Self& b) {
+    if (const auto c = a.address_ <=> b.address_; c != 0) return c;
+    return a.len_ <=> b.len_;
+  }
   constexpr bool operator!() const { return address_.isUnspecified() && len_ == 0; }
   // MurmurHash3 (Orv::hashBytes) of the address bytes and the length byte.
   std::uint32_t hash() const noexcept {
