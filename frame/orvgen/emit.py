@@ -266,14 +266,15 @@ class IPMODEL_API $name$ : public $base$, public Orv::AllocTracked<$name$> {
   $members$
 };"""
 
+# The notifiee classes are defined first in the entity's class, so that
+# setters defined in the class body may name their handlers.
 NOTIFIEE = """\
-class IPMODEL_API $name$::NotifieeConst : public Orv::NotifieeConstOf<$name$> {
+class IPMODEL_API NotifieeConst : public Orv::NotifieeConstOf<$name$> {
  public:
   $handlers$
 $immediate$
 };
-
-class IPMODEL_API $name$::Notifiee : public Orv::NotifieeOf<$name$, $name$::NotifieeConst> {};"""
+class IPMODEL_API Notifiee : public Orv::NotifieeOf<$name$, NotifieeConst> {};"""
 
 # The collections' immediate handlers, run once after each attach.
 IMMEDIATE = """\
@@ -320,7 +321,7 @@ using Orv::AllocTracked<$name$>::operator delete;"""
 BASE_INIT = "$base$($args$)"
 DERIVED_NOTIFIEE = """\
 // The base's handlers, with the notifier typed as $name$.
-class IPMODEL_API $name$::NotifieeConst : public $base$::NotifieeConst {
+class IPMODEL_API NotifieeConst : public $base$::NotifieeConst {
  public:
   using Notifier = $name$;
   Orv::Ptr<const $name$> notifier() const {
@@ -328,8 +329,7 @@ class IPMODEL_API $name$::NotifieeConst : public $base$::NotifieeConst {
   }
   void notifierIs(const Orv::Ptr<const $name$>& n) { $base$::NotifieeConst::notifierIs(n); }
 };
-
-class IPMODEL_API $name$::Notifiee : public $name$::NotifieeConst {
+class IPMODEL_API Notifiee : public NotifieeConst {
  public:
   Orv::Ptr<$name$> notifier() const {
     return Orv::Ptr<$name$>(const_cast<$name$*>(static_cast<const $name$*>(notifierEntity())));
@@ -430,7 +430,16 @@ def emit_entity(e, nested_enums=()):
     enums = [emit_enum(x) for x in nested_enums]
     nested = [d for d, _, _ in enums]
     if not e.counted:
-        nested += [render(NESTED, name=n) for n in ["NotifieeConst", "Notifiee"]] + attrlog.nested(e)
+        if b is not None:
+            nested.append(render(DERIVED_NOTIFIEE, name=name, base=b.qname))
+        else:
+            nested.append(render(
+                NOTIFIEE,
+                name=name,
+                handlers=s.handlers or ["// no notifying attributes"],
+                immediate=render(IMMEDIATE, calls=s.immediate) if s.immediate else "",
+            ))
+        nested += attrlog.nested(e)
         nested += [render(NESTED, name=r.name) for r in e.reactors]
         if b is not None:
             nested.append(render(DERIVED_ALLOC, name=name))
@@ -476,19 +485,10 @@ def emit_entity(e, nested_enums=()):
     src.extend(dispatch_and_desc(e, s, kind, fallback))
     factory_decl = render(FACTORY_DECL, name=name, factory=N.factory(name), params=params)
     notifiee = ""
-    if b is not None:
-        notifiee = render(DERIVED_NOTIFIEE, name=name, base=b.qname)
-    elif not e.counted:
-        notifiee = render(
-            NOTIFIEE,
-            name=name,
-            handlers=s.handlers or ["// no notifying attributes"],
-            immediate=render(IMMEDIATE, calls=s.immediate) if s.immediate else "",
-        )
-        if e.sm:
-            notifiee += "\n\n" + "\n\n".join(emit_reactor(e, r) for r in e.reactors)
+    if e.sm and b is None:
+        notifiee = "\n\n".join(emit_reactor(e, r) for r in e.reactors)
     if attrlog.has_attr_log(e):
-        notifiee += "\n\n" + attrlog.header(e)
+        notifiee = "\n\n".join(x for x in (notifiee, attrlog.header(e)) if x)
     header = "\n".join([header] + [h for _, h, _ in enums])
     src = [c for _, _, c in enums] + src
     return EntityCode(header, notifiee, factory_decl, "\n".join(s.inline), "\n\n".join(src))

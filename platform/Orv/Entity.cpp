@@ -58,6 +58,27 @@ bool NotifieeConst::notifierIsBase(const Entity* e) {
   return true;
 }
 
+void NotifieeConst::hookedNotifierIs(const Entity* e) {
+  const Entity* old = notifier_.ptr();
+  if (e == old) return;
+  // The old notifier is still held here: notifierIsBase lets go of it last.
+  if (old != nullptr) --old->hookedNotifiees_;
+  if (e != nullptr) {
+    ORV_ASSERT(e->hookedNotifiees_ < 255);
+    ++e->hookedNotifiees_;
+  }
+  notifierIsBase(e);
+}
+
+void Entity::orvNotifyHooked(std::uint16_t id, const MemberKey* key,
+                             void (*call)(NotifieeConst&, const void*), const void* c) const {
+  auto f = [&](NotifieeConst& n) {
+    const bool taken = key != nullptr ? n.orvMemberHook(id, *key) : n.orvAttrHook(id);
+    if (!taken) call(n, c);
+  };
+  orvNotifyAll<NotifieeConst>(f);
+}
+
 Entity::~Entity() { ORV_ASSERT(notifiees_ == nullptr); }
 
 Ptr<Entity::OrvNboAttrLogSa> Entity::orvNboAttrLogSaIs(std::uint32_t, std::uint32_t,

@@ -33,6 +33,16 @@ class Out;
 }
 enum class AttrOp : std::uint8_t;
 
+// A collection member's key as a change hook receives it: the key and the
+// function that writes it in its attribute-log form.
+struct MemberKey {
+  const void* key;
+  void (*write)(NboAttrLog::Out& out, const void* key);
+  // Defined in NboAttrLog.h, which generated code includes.
+  template <class K>
+  static void writeOf(NboAttrLog::Out& out, const void* key);
+};
+
 class IPMODEL_API NotifieeConst {
  public:
   NotifieeConst() = default;
@@ -49,6 +59,17 @@ class IPMODEL_API NotifieeConst {
   bool notifierIsBase(const Entity* e);
   // Runs once after each attach: the immediate handlers of the collections.
   virtual void orvImmediate() {}
+
+  // Change hooks. An entity with a hooked notifiee attached (an
+  // attribute-log adapter) offers each change of a stored attribute or
+  // collection member to every notifiee here, by attribute id, before its
+  // handler; a notifiee that answers true has taken the change and its
+  // handler is not called. Entities without one never call these.
+  virtual bool orvAttrHook(std::uint16_t) { return false; }
+  virtual bool orvMemberHook(std::uint16_t, const MemberKey&) { return false; }
+  // notifierIsBase for a notifiee that overrides the hooks: the notifier
+  // counts it, so that its changes take the hooked path.
+  void hookedNotifierIs(const Entity* e);
 
  private:
   friend class Entity;
@@ -177,31 +198,75 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   void orvNotify(F&& f) const {
     if (notifiees_ != nullptr && notificationActive_) orvNotifyAll<N>(f);
   }
+  // Calls handler on every notifiee after attribute id changed. An entity
+  // with hooked notifiees offers them the change by id first (out of line:
+  // the common path stays a direct loop over the handler).
+  template <class N>
+  void orvChanged(void (N::*handler)(), std::uint16_t id) const {
+    if (notifiees_ == nullptr || !notificationActive_) return;
+    if (hookedNotifiees_ == 0) [[likely]] {
+      auto f = [handler](N& n) { (n.*handler)(); };
+      orvNotifyAll<N>(f);
+    } else {
+      struct Call {
+        void (N::*handler)();
+        static void on(NotifieeConst& n, const void* c) {
+          (static_cast<N&>(n).*static_cast<const Call*>(c)->handler)();
+        }
+      } call{handler};
+      orvNotifyHooked(id, nullptr, &Call::on, &call);
+    }
+  }
+  // The same for the member under k of collection id: handler(k).
+  template <class N, class P, class K>
+  void orvNotifyMember(std::uint16_t id, const K& k, void (N::*handler)(P)) const {
+    if (notifiees_ == nullptr || !notificationActive_) return;
+    if (hookedNotifiees_ == 0) [[likely]] {
+      auto f = [handler, &k](N& n) { (n.*handler)(k); };
+      orvNotifyAll<N>(f);
+    } else {
+      const MemberKey key{&k, &MemberKey::writeOf<K>};
+      struct Call {
+        void (N::*handler)(P);
+        const K* k;
+        static void on(NotifieeConst& n, const void* c) {
+          auto* self = static_cast<const Call*>(c);
+          (static_cast<N&>(n).*self->handler)(*self->k);
+        }
+      } call{handler, &k};
+      orvNotifyHooked(id, &key, &Call::on, &call);
+    }
+  }
 
   // A generated setter: compare with the attribute type's equality; if
   // equal, nothing. Otherwise store, then call handler on every notifiee of
-  // type N.
+  // type N (a hooked notifiee gets the attribute id instead).
   template <class N, class T, class V>
-  void orvSet(T& field, const V& v, void (N::*handler)()) {
+  void orvSet(T& field, const V& v, void (N::*handler)(), std::uint16_t id) {
     if (field == v) return;
     field = v;
-    orvNotify<N>([handler](N& n) { (n.*handler)(); });
+    orvChanged<N>(handler, id);
   }
   // A setter with a range check: the new value is stored first and stays
   // stored when it is out of range; then the check throws RangeException
   // with message and nobody is notified.
   template <class N, class T, class V>
-  void orvSetInRange(T& field, const V& v, bool inRange, const char* message,
-                     void (N::*handler)()) {
+  void orvSetInRange(T& field, const V& v, bool inRange, const char* message, void (N::*handler)(),
+                     std::uint16_t id) {
     if (field == v) return;
     field = v;
     if (!inRange) orvRangeFail(message);
-    orvNotify<N>([handler](N& n) { (n.*handler)(); });
+    orvChanged<N>(handler, id);
   }
   [[noreturn]] static void orvRangeFail(const char* message);
 
  private:
   friend class NotifieeConst;
+
+  // The loop of orvNotifyAll with the hooks offered first, out of line: only
+  // entities with an adapter attached take it. call(n, c) runs n's handler.
+  void orvNotifyHooked(std::uint16_t id, const MemberKey* key,
+                       void (*call)(NotifieeConst& n, const void* c), const void* c) const;
 
   template <class N, class F>
   void orvNotifyAll(F& f) const {
@@ -229,6 +294,9 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   Entity* parent_ = nullptr;  // not counted: the parent owns the child
   std::uint16_t parentAttrId_ = 0;
   bool notificationActive_ = false;
+  // Attached notifiees that override the change hooks (in the padding
+  // after the flag: entities stay the same size).
+  mutable std::uint8_t hookedNotifiees_ = 0;
 };
 
 // Base of a generated T::NotifieeConst: the notifier, typed as T.

@@ -5,8 +5,9 @@
 // are applied through the entity's own setters, so range checks and
 // notifications happen exactly as for a local change. Every generated entity
 // type T has T::OrvNboAttrLogSa (derived from Orv::Entity::OrvNboAttrLogSa)
-// whose inner reactor forwards the type's handlers here by attribute id; all
-// the work below is written once, driven by the descriptor and the generic
+// whose inner reactor takes the entity's changes through the change hooks
+// (Orv::NotifieeConst::orvAttrHook, orvMemberHook) by attribute id; all the
+// work below is written once, driven by the descriptor and the generic
 // attribute access (Orv::Entity::orvAttr with the log operations).
 //
 // An entry is: u32 identity of the adapter, u16 attribute id, then
@@ -128,9 +129,12 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   // The member under k of collection id was added, changed or removed.
   template <class K>
   void orvMemberChanged(std::uint16_t id, const K& k) {
+    orvMemberChanged(id, MemberKey{&k, &MemberKey::writeOf<K>});
+  }
+  void orvMemberChanged(std::uint16_t id, const MemberKey& k) {
     if (receiving_ == id) return;
     keyScratch_.drain();
-    keyScratch_ << k;
+    k.write(keyScratch_, k.key);
     memberChanged(id, keyScratch_.bytes().data(), keyScratch_.size());
   }
   // Every member of collection id, between resynchronisation marks.
@@ -179,13 +183,27 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
 
 namespace frame {
 
-// The inner reactor of a generated adapter: a notifiee of T that forwards
-// each handler to the adapter by attribute id.
+// The inner reactor of a generated adapter: a hooked notifiee of T whose
+// hooks take every change of a stored attribute or collection member, by
+// attribute id, and hand it to the adapter. Its own handlers stay the
+// defaults and are never called for those changes.
 template <class T>
 class NboAttrLogSaAdapterOf : public T::NotifieeConst {
  public:
   explicit NboAttrLogSaAdapterOf(Entity::OrvNboAttrLogSa* sa) : sa_(sa) {}
+  ~NboAttrLogSaAdapterOf() override { this->hookedNotifierIs(nullptr); }
   Entity::OrvNboAttrLogSa* sa() const { return sa_; }
+  void attach(const T& e) { this->hookedNotifierIs(&e); }
+
+ protected:
+  bool orvAttrHook(std::uint16_t id) override {
+    sa_->orvAttrChanged(id);
+    return true;
+  }
+  bool orvMemberHook(std::uint16_t id, const MemberKey& k) override {
+    sa_->orvMemberChanged(id, k);
+    return true;
+  }
 
  private:
   Entity::OrvNboAttrLogSa* sa_;
@@ -203,11 +221,16 @@ Ptr<Entity::OrvNboAttrLogSa> nboAttrLogSaIs(T& e, std::uint32_t flags, std::uint
     A inner;
   };
   Ptr<Joined> sa(new Joined(e, flags, id, out));
-  sa->inner.notifierIs(Ptr<const T>(&e));
+  sa->inner.attach(e);
   return sa;
 }
 
 }  // namespace frame
+
+template <class K>
+void MemberKey::writeOf(NboAttrLog::Out& out, const void* key) {
+  out << *static_cast<const K*>(key);
+}
 
 // Base of a generated T::OrvNboAttrLogSa.
 template <class T>

@@ -163,6 +163,83 @@ TEST(AttrLogSa, WholeEntityAndLaterChangesReachAReplica) {
   EXPECT_EQ(copy->limit(), 99);
 }
 
+// A reactor of IpIntfConfig that records what it hears, and may detach
+// itself on its first change.
+struct Recorder : Ip::IpIntfConfig::NotifieeConst {
+  std::vector<std::string>* heard;
+  std::string name;
+  bool detachOnChange = false;
+  Recorder(std::vector<std::string>* h, std::string n) : heard(h), name(std::move(n)) {}
+  void onProxyArpEnabled() override {
+    heard->push_back(name + " proxyArp");
+    if (detachOnChange) notifierIs(nullptr);
+  }
+  void onSecondaryWithMask(const IpAddrWithMask& k) override {
+    heard->push_back(name + " " + Orv::valueToStrep(k));
+  }
+};
+
+// The ids of the entries written to a log, in order.
+std::vector<std::uint16_t> entryIds(Log::Out& out) {
+  std::vector<std::uint16_t> ids;
+  Log::In in(out.bytes());
+  while (!in.atEnd()) {
+    in.readU32();
+    const std::uint16_t id = in.readU16();
+    ids.push_back(id);
+    if (id == 265) {
+      in.readBool();
+    } else {
+      in.readU8();
+      IpAddrWithMask k;
+      in >> k;
+      in.readBool();
+    }
+  }
+  out.drain();
+  return ids;
+}
+
+TEST(AttrLogSa, AdaptersAndReactorsShareAnEntitysChanges) {
+  auto cfg = Ip::configFactory("c")->ipIntfConfigIs(IntfId("Ethernet1"));
+  std::vector<std::string> heard;
+  Recorder before(&heard, "before"), after(&heard, "after");
+  before.notifierIs(cfg);
+  Mirror m, second;
+  {
+    Ptr<Sa> sa = m.send(*cfg, 1);
+    Ptr<Sa> sa2 = second.send(*cfg, 2);
+    after.notifierIs(cfg);
+    ASSERT_EQ(cfg->notifieeCount(), 4u);
+
+    // Every reactor hears each change once and each adapter writes it once,
+    // for scalars and members alike.
+    cfg->proxyArpEnabledIs(true);
+    cfg->secondaryWithMaskIs(IpAddrWithMask("10.0.0.2/24"), true);
+    EXPECT_EQ(heard, (std::vector<std::string>{"before proxyArp", "after proxyArp",
+                                               "before 10.0.0.2/24", "after 10.0.0.2/24"}));
+    EXPECT_EQ(entryIds(*m.out), (std::vector<std::uint16_t>{265, 260}));
+    EXPECT_EQ(entryIds(*second.out), (std::vector<std::uint16_t>{265, 260}));
+
+    // A reactor that detaches itself mid-visit leaves the rest visited.
+    heard.clear();
+    before.detachOnChange = true;
+    cfg->proxyArpEnabledIs(false);
+    EXPECT_EQ(heard, (std::vector<std::string>{"before proxyArp", "after proxyArp"}));
+    EXPECT_EQ(entryIds(*m.out), std::vector<std::uint16_t>{265});
+    EXPECT_EQ(entryIds(*second.out), std::vector<std::uint16_t>{265});
+    m.senders.clear();
+    second.senders.clear();
+  }
+  // With the adapters gone, the remaining reactor still hears, and nothing
+  // is written.
+  heard.clear();
+  ASSERT_EQ(cfg->notifieeCount(), 1u);
+  cfg->proxyArpEnabledIs(true);
+  EXPECT_EQ(heard, std::vector<std::string>{"after proxyArp"});
+  EXPECT_EQ(m.out->size(), 0u);
+}
+
 TEST(AttrLogSa, ApplyingAnEntryDoesNotEchoItBack) {
   // One adapter both publishes a's changes and applies b's.
   auto a = Kitchen::rootFactory("r")->itemIs(IntfId("e1"));

@@ -1,6 +1,7 @@
 """What every collection shape of an entity shares: the container member,
-the handlers, iteration, lookup, the per-key notification, removal and the
-generic-access case. A shape supplies its lookup, its mutator and what its
+the handlers, iteration, lookup, the per-key notification (by attribute id,
+so an attached adapter's hook takes it), removal and the generic-access
+case. A shape supplies its lookup, its mutator and what its
 removal answers."""
 
 from .. import names as N
@@ -17,11 +18,12 @@ LOOKUP = """\
 inline $ret$ $owner$::$name$($key$ k) const {
   $body$
 }"""
+LOOKUP_IN_CLASS = "$ret$ $name$($key$ k) const { $body$ }"
 FIND = """\
 auto* p = $member$.find(k);
 return p ? *p : $ret$();"""
-NOTIFY_DECL = "void $notify$($key$ k) const;"
-NOTIFY = "void $owner$::$notify$($key$ k) const { orvNotify<NotifieeConst>([&](NotifieeConst& n) { n.$handler$(k); }); }"
+FIND_IN_CLASS = "auto* p = $member$.find(k); return p ? *p : $ret$();"
+NOTIFY = "void $notify$($key$ k) const { orvNotifyMember<NotifieeConst>($id$, k, &NotifieeConst::$handler$); }"
 DEL_DECL = "$ret$ $del_$($key$ k);"
 DEL_ALL_DECL = "void $delall$();"
 DEL = "$ret$ $owner$::$del_$($key$ k) { return Orv::frame::$owned$Del($member$, k, [&] { $notify$(k); }); }"
@@ -56,10 +58,12 @@ class Collection:
         s.public.append(render(RANGE, const="const ", type=ct, name=a.name, qual=" const", member=m))
         if self.mutable_range(c):
             s.public.append(render(RANGE, const="", type=ct, name=a.name, qual="", member=m))
-        s.public.append(render(LOOKUP_DECL, ret=mt, name=a.name, key=kp))
-        s.inline.append(render(LOOKUP, ret=mt, owner=o.qname, name=a.name, key=kp, body=self.lookup(a, c)))
-        s.public.append(render(NOTIFY_DECL, notify=N.notify(a.name), key=kp))
-        s.source.append(render(NOTIFY, owner=o.qname, notify=N.notify(a.name), key=kp, handler=N.handler(a.name)))
+        if self.lookup_in_class(c):
+            s.public.append(render(LOOKUP_IN_CLASS, ret=mt, name=a.name, key=kp, body=self.lookup(a, c, True)))
+        else:
+            s.public.append(render(LOOKUP_DECL, ret=mt, name=a.name, key=kp))
+            s.inline.append(render(LOOKUP, ret=mt, owner=o.qname, name=a.name, key=kp, body=self.lookup(a, c)))
+        s.public.append(render(NOTIFY, notify=N.notify(a.name), key=kp, id=str(a.id), handler=N.handler(a.name)))
         decl, definition, set_arg = self.mutator(a, o)
         s.public.append(decl)
         s.source.append(definition)
@@ -82,8 +86,14 @@ class Collection:
     def mutable_range(self, c):
         return False
 
-    def lookup(self, a, c):
-        return render(FIND, member=N.member(a.name), ret=N.coll_member(c))
+    def lookup_in_class(self, c):
+        """Whether the lookup is defined in the class body: only when its
+        member type is a value, which is complete there (an entity may be
+        defined later in the header)."""
+        return not N.coll_member(c).startswith("Orv::Ptr<")
+
+    def lookup(self, a, c, one_line=False):
+        return render(FIND_IN_CLASS if one_line else FIND, member=N.member(a.name), ret=N.coll_member(c))
 
     def mutator(self, a, o):
         """(declaration, definition, generic-access statement) of xIs."""

@@ -43,7 +43,7 @@ class Emitter(Collection):
     def mutable_range(self, c):
         return c.order == "hashed"
 
-    def lookup(self, a, c):
+    def lookup(self, a, c, one_line=False):
         if c.order == "hashed":
             return render(LOOKUP_INTRUSIVE, ptr=N.coll_member(c), elem=c.elem.qname, member=N.member(a.name))
         return super().lookup(a, c)

@@ -31,7 +31,7 @@ class Emitter(Collection):
     def value_type(self, c):
         return N.cpp(c.key)
 
-    def lookup(self, a, c):
+    def lookup(self, a, c, one_line=False):
         return render(LOOKUP, member=N.member(a.name))
 
     def mutator(self, a, o):

@@ -1,5 +1,6 @@
-"""A stored attribute: getter, and a one-line setter calling the runtime's
-compare, store and notify (Orv::Entity::orvSet), inline in the header."""
+"""A stored attribute: getter, and a one-line setter in the class body
+calling the runtime's compare, store and notify (Orv::Entity::orvSet) with
+the attribute's handler and id."""
 
 from .. import names as N
 from ..writer import render
@@ -7,14 +8,15 @@ from .base import dispatch_stored, held, value_plain
 
 SETTER_DECL = "void $setter$($param$);"
 HANDLER = "virtual void $handler$() {}"
+SETTER_IN_CLASS = "void $setter$($param$ v) { $body$ }"
 SETTER = "inline void $owner$::$setter$($param$ v) { $body$ }"
 # Counted objects have no notifiees: compare and store only.
 STORE_PLAIN = "if ($member$ == v) return; $member$ = v;"
-STORE_NOTIFY = "orvSet<NotifieeConst>($member$, v, &NotifieeConst::$handler$);"
+STORE_NOTIFY = "orvSet<NotifieeConst>($member$, v, &NotifieeConst::$handler$, $id$);"
 CTOR_CHECK = "if ($member$ > $max$) throw Orv::RangeException($message$);"
 CTOR_CHECK_MIN = "if ($member$ < $min$ || $member$ > $max$) throw Orv::RangeException($message$);"
 STORE_PLAIN_RANGED = "if ($member$ == v) return; $member$ = v; if (!($cond$)) throw Orv::RangeException($message$);"
-STORE_NOTIFY_RANGED = "orvSetInRange<NotifieeConst>($member$, v, $cond$, $message$, &NotifieeConst::$handler$);"
+STORE_NOTIFY_RANGED = "orvSetInRange<NotifieeConst>($member$, v, $cond$, $message$, &NotifieeConst::$handler$, $id$);"
 
 
 RANGE_MAX = "v <= $max$"
@@ -31,16 +33,23 @@ def range_cond(r):
 class Emitter:
     kind = "stored"
 
+    # The setter is defined in the class body, where the notifiee class is
+    # complete; a kind whose store needs a type the class body may not see
+    # complete defines it after every class instead.
+    in_class = True
+
     def entity(self, a, o):
         s = held(a, o)
         m = N.member(a.name)
-        s.public.append(render(SETTER_DECL, setter=N.setter(a.name), param=N.attr_param(a)))
+        names = dict(setter=N.setter(a.name), param=N.attr_param(a))
+        if self.in_class:
+            s.public.append(render(SETTER_IN_CLASS, body=self.store(a, o, s), **names))
+        else:
+            s.public.append(render(SETTER_DECL, **names))
+            s.inline.append(render(SETTER, owner=o.qname, body=self.store(a, o, s), **names))
         self.extra(a, o, s)
         if not o.counted:
             s.handlers.append(render(HANDLER, handler=N.handler(a.name)))
-        s.inline.append(
-            render(SETTER, owner=o.qname, setter=N.setter(a.name), param=N.attr_param(a), body=self.store(a, o, s))
-        )
         s.dispatch.append(dispatch_stored(a, m))
         return s
 
@@ -62,10 +71,10 @@ class Emitter:
             if o.counted:
                 return render(STORE_PLAIN_RANGED, member=m, cond=range_cond(a.range), message=msg)
             return render(STORE_NOTIFY_RANGED, member=m, cond=range_cond(a.range), message=msg,
-                          handler=N.handler(a.name))
+                          handler=N.handler(a.name), id=str(a.id))
         if o.counted:
             return render(STORE_PLAIN, member=m)
-        return render(STORE_NOTIFY, member=m, handler=N.handler(a.name))
+        return render(STORE_NOTIFY, member=m, handler=N.handler(a.name), id=str(a.id))
 
     def value(self, a, o):
         return value_plain(a, o, writable=True)
