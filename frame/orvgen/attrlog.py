@@ -1,9 +1,9 @@
 """The attribute-log adapter of an entity type: a few names per type over
 the runtime's generic adapter (Orv::Entity::OrvNboAttrLogSa). Its inner
-notifiee forwards each change by attribute identifier; a resynchronisation
-writes the collections whole. State machines and counted objects have none."""
+notifiee takes each change through the entities' change hooks, by attribute
+identifier; a resynchronisation writes the collections whole. State machines
+and counted objects have none."""
 
-from . import names as N
 from .writer import render
 
 SA_NESTED = "class OrvNboAttrLogSa;"
@@ -30,7 +30,6 @@ ADAPTER = """\
 class $qname$::OrvNboAttrLogSa::OrvNboAttrLogSaAdapter_ : public Orv::frame::NboAttrLogSaAdapterOf<$qname$> {
  public:
   using NboAttrLogSaAdapterOf::NboAttrLogSaAdapterOf;
-  $forwards$
 };
 
 const std::uint16_t* $qname$::OrvNboAttrLogSa::attrIdsReqSync() {
@@ -42,12 +41,6 @@ Orv::Ptr<Orv::Entity::OrvNboAttrLogSa> $qname$::orvNboAttrLogSaIs(std::uint32_t 
     const Orv::Ptr<Orv::NboAttrLog::Out>& out) {
   return Orv::frame::nboAttrLogSaIs<OrvNboAttrLogSa, OrvNboAttrLogSa::OrvNboAttrLogSaAdapter_>(*this, flags, id, out);
 }"""
-MEMBER_CHANGED = "void $handler$($key$ k) override { sa()->orvMemberChanged($id$, k); }"
-ATTR_CHANGED = "void $handler$() override { sa()->orvAttrChanged($id$); }"
-
-# Attribute kinds whose changes the adapter writes one by one.
-SCALAR = ("stored", "ranged", "counter", "pointer")
-
 
 def has_attr_log(e):
     return e.kind == "entity"
@@ -72,16 +65,11 @@ def header(e):
 
 
 def source(e):
-    """The adapter's forwarding notifiee, the resynchronised collections and
-    the adapter's factory. A derived entity's adapter forwards its base's
-    attributes too, which notify through it."""
+    """The adapter's inner notifiee (its runtime base takes every change
+    through the change hooks, by attribute id), the resynchronised
+    collections, its base's included, and the adapter's factory."""
     if not has_attr_log(e):
         return ""
-    forwards, sync = [], []
-    for a in (e.base.attrs if e.base is not None else ()) + e.attrs:
-        if a.coll is not None and a.coll.shape != "reactors":
-            forwards.append(render(MEMBER_CHANGED, handler=N.handler(a.name), key=N.param(a.coll.key), id=str(a.id)))
-            sync.append(str(a.id))
-        elif a.kind in SCALAR:
-            forwards.append(render(ATTR_CHANGED, handler=N.handler(a.name), id=str(a.id)))
-    return render(ADAPTER, qname=e.qname, forwards=forwards, sync=", ".join(sync + ["0"]))
+    sync = [str(a.id) for a in (e.base.attrs if e.base is not None else ()) + e.attrs
+            if a.coll is not None and a.coll.shape != "reactors"]
+    return render(ADAPTER, qname=e.qname, sync=", ".join(sync + ["0"]))
