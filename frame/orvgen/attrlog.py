@@ -1,7 +1,9 @@
 """The attribute-log adapter of an entity type: a few names per type over
 the runtime's generic adapter (Orv::Entity::OrvNboAttrLogSa). Its inner
-notifiee forwards each change by attribute identifier; a resynchronisation
-writes the collections whole. State machines and counted objects have none."""
+notifiee hands a changed stored attribute's new value to the adapter, typed,
+and forwards other changes by attribute identifier; incoming stored values
+are read and set by a table of typed appliers; a resynchronisation writes
+the collections whole. State machines and counted objects have none."""
 
 from . import names as N
 from .writer import render
@@ -23,8 +25,10 @@ class IPMODEL_API $name$::OrvNboAttrLogSa : public Orv::NboAttrLogSaOf<$name$> {
   using FlowOut = Orv::NboAttrLog::FlowOut;
   // The collections a resynchronisation writes whole, zero-terminated.
   static const std::uint16_t* attrIdsReqSync();
+  // The typed appliers of incoming stored values, by attribute identifier.
+  static const Orv::NboAttrLog::ApplyTable* applyTable();
   OrvNboAttrLogSa($name$& e, std::uint32_t flags, std::uint32_t id, const Orv::Ptr<Orv::NboAttrLog::Out>& out)
-      : Orv::NboAttrLogSaOf<$name$>(e, flags, id, out, attrIdsReqSync()) {}
+      : Orv::NboAttrLogSaOf<$name$>(e, flags, id, out, attrIdsReqSync(), applyTable()) {}
 };"""
 ADAPTER = """\
 class $qname$::OrvNboAttrLogSa::OrvNboAttrLogSaAdapter_ : public Orv::frame::NboAttrLogSaAdapterOf<$qname$> {
@@ -38,15 +42,30 @@ const std::uint16_t* $qname$::OrvNboAttrLogSa::attrIdsReqSync() {
   return ids;
 }
 
+const Orv::NboAttrLog::ApplyTable* $qname$::OrvNboAttrLogSa::applyTable() {
+  $apply$
+}
+
 Orv::Ptr<Orv::Entity::OrvNboAttrLogSa> $qname$::orvNboAttrLogSaIs(std::uint32_t flags, std::uint32_t id,
     const Orv::Ptr<Orv::NboAttrLog::Out>& out) {
   return Orv::frame::nboAttrLogSaIs<OrvNboAttrLogSa, OrvNboAttrLogSa::OrvNboAttrLogSaAdapter_>(*this, flags, id, out);
 }"""
 MEMBER_CHANGED = "void $handler$($key$ k) override { sa()->orvMemberChanged($id$, k); }"
 ATTR_CHANGED = "void $handler$() override { sa()->orvAttrChanged($id$); }"
+VALUE_CHANGED = "void $handler$() override { sa()->orvValueChanged($id$, orvNotifier().$getter$()); }"
+APPLY_TABLE = """\
+static constexpr Orv::NboAttrLog::ApplyFn fns[] = {
+  $fns$
+};
+static constexpr Orv::NboAttrLog::ApplyTable table{$first$, $count$, fns};
+return &table;"""
+APPLY_FN = "[](Orv::Entity& e, Orv::NboAttrLog::In& in) { static_cast<$qname$&>(e).$setter$(Orv::frame::logRead<$type$>(in)); },"
 
 # Attribute kinds whose changes the adapter writes one by one.
 SCALAR = ("stored", "ranged", "counter", "pointer")
+# Those whose values travel typed both ways (pointers travel as entity
+# references, resolved through the stream's peer: the generic path).
+VALUED = ("stored", "ranged", "counter")
 
 
 def has_attr_log(e):
@@ -77,11 +96,28 @@ def source(e):
     attributes too, which notify through it."""
     if not has_attr_log(e):
         return ""
-    forwards, sync = [], []
+    forwards, sync, valued = [], [], []
     for a in (e.base.attrs if e.base is not None else ()) + e.attrs:
         if a.coll is not None and a.coll.shape != "reactors":
             forwards.append(render(MEMBER_CHANGED, handler=N.handler(a.name), key=N.param(a.coll.key), id=str(a.id)))
             sync.append(str(a.id))
+        elif a.kind in VALUED:
+            forwards.append(render(VALUE_CHANGED, handler=N.handler(a.name), id=str(a.id), getter=a.name))
+            valued.append(a)
         elif a.kind in SCALAR:
             forwards.append(render(ATTR_CHANGED, handler=N.handler(a.name), id=str(a.id)))
-    return render(ADAPTER, qname=e.qname, forwards=forwards, sync=", ".join(sync + ["0"]))
+    return render(ADAPTER, qname=e.qname, forwards=forwards, sync=", ".join(sync + ["0"]),
+                  apply=apply_table(e, valued))
+
+
+def apply_table(e, valued):
+    """The body of applyTable(): one applier per valued attribute, indexed
+    by identifier from the lowest, null in the gaps."""
+    if not valued:
+        return "return nullptr;"
+    first = min(a.id for a in valued)
+    count = max(a.id for a in valued) - first + 1
+    fns = ["nullptr,"] * count
+    for a in valued:
+        fns[a.id - first] = render(APPLY_FN, qname=e.qname, setter=N.setter(a.name), type=N.attr_cpp(a))
+    return render(APPLY_TABLE, fns=fns, first=str(first), count=str(count))

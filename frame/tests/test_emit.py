@@ -97,13 +97,14 @@ class FragmentTest(unittest.TestCase):
         self.assertIn('{"kids", &T::E::orvType, 265, Orv::AttrCategory::collection, true, "T::K", '
                       '"std::uint32_t", "ordered"},', self.cpp)
 
-    def test_a_stored_attribute_costs_nine_generated_lines(self):
+    def test_a_stored_attribute_costs_ten_generated_lines(self):
         # Model line echo, getter, setter declaration, data member, handler,
-        # inline setter, dispatch case, descriptor row, attribute-log forward.
+        # inline setter, dispatch case, descriptor row, attribute-log forward
+        # and attribute-log applier.
         base = "unit T\nnamespace T {\nentity E(id) {\n  id: U32 key\n%s}\n}\n"
         one = lines_of(generate(base % "  a: U32\n"))
         two = lines_of(generate(base % "  a: U32\n  b: U32\n"))
-        self.assertEqual(two - one, 9)
+        self.assertEqual(two - one, 10)
 
 
 DERIVED = """\
@@ -236,9 +237,32 @@ class AttrLogTest(unittest.TestCase):
                                                                    'const override { return true; }"'))
         cls.h, cls.cpp = files["T.h"], files["T.cpp"]
 
-    def test_a_derived_adapter_forwards_its_base_attributes(self):
+    def test_a_derived_adapter_forwards_and_applies_its_base_attributes(self):
         adapter = self.cpp[self.cpp.index("class T::D::OrvNboAttrLogSa::OrvNboAttrLogSaAdapter_"):]
-        self.assertIn("void onN() override { sa()->orvAttrChanged(258); }", adapter[:adapter.index("};")])
+        self.assertIn("void onN() override { sa()->orvValueChanged(258, orvNotifier().n()); }",
+                      adapter[:adapter.index("};")])
+        table = adapter[adapter.index("T::D::OrvNboAttrLogSa::applyTable() {"):]
+        table = table[:table.index("\n}\n")]
+        self.assertIn("static_cast<T::D&>(e).nIs(Orv::frame::logRead<std::uint32_t>(in));", table)
+        self.assertIn("table{258, 1, fns}", table)
+
+    def test_appliers_are_indexed_by_identifier_and_leave_references_to_the_generic_path(self):
+        cpp = generate("unit T\nnamespace T {\nnamed entity R(k) {\n  k: U32 key\n}\nentity E(id) {\n"
+                       "  id: U32 key\n  a: U16 = 3 range max 9 \"E::a < 0 or > 9 not allowed\"\n  p: ptr R\n"
+                       "  c: U16 const = 2\n  b: bool\n}\n}\n")["T.cpp"]
+        # a 259 (ranged: its setter checks), p 260 and c 261 take no applier, b 262.
+        self.assertIn("void onA() override { sa()->orvValueChanged(259, orvNotifier().a()); }", cpp)
+        self.assertIn("void onP() override { sa()->orvAttrChanged(260); }", cpp)
+        table = cpp[cpp.index("T::E::OrvNboAttrLogSa::applyTable() {"):]
+        table = table[:table.index("\n}\n")]
+        fns = [line.strip() for line in table.split("\n")[2:6]]
+        self.assertEqual(fns[0], "[](Orv::Entity& e, Orv::NboAttrLog::In& in) { static_cast<T::E&>(e).aIs("
+                                 "Orv::frame::logRead<std::uint16_t>(in)); },")
+        self.assertEqual(fns[1:3], ["nullptr,", "nullptr,"])
+        self.assertIn("bIs(Orv::frame::logRead<bool>(in))", fns[3])
+        self.assertIn("table{259, 4, fns}", table)
+        # A type without stored values has no table.
+        self.assertIn("T::R::OrvNboAttrLogSa::applyTable() {\n  return nullptr;\n}", cpp)
 
     def test_named_roots_answer_for_the_attribute_log_unless_written_by_hand(self):
         named = self.h[self.h.index("class IPMODEL_API N "):self.h.index("class IPMODEL_API M ")]

@@ -30,6 +30,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include <ipmodel/Orv/Entity.h>
@@ -96,6 +97,17 @@ class IPMODEL_API FlowOut {
   std::vector<std::uint16_t> attrs_;
 };
 
+// The typed appliers of an entity type's stored attributes: fns[id - first]
+// reads the value of attribute id (with every check its type makes on bytes
+// from another process) and calls the setter; null where an attribute takes
+// the generic path (pointers, collections, what is never written).
+using ApplyFn = void (*)(Entity& e, In& in);
+struct ApplyTable {
+  std::uint16_t first;
+  std::uint16_t count;
+  const ApplyFn* fns;
+};
+
 // Entry-level marks.
 constexpr std::uint16_t orphanAttrId = 0;
 enum : std::uint8_t { syncBegin = 2, syncEnd = 3 };
@@ -125,6 +137,32 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   // --- outgoing ---
   // A stored or pointer attribute changed.
   void orvAttrChanged(std::uint16_t id);
+  // A stored attribute changed to v: the generated handlers of stored
+  // attributes call this with the new value, which goes straight into the
+  // log behind the entry head. A read-only adapter and a full log take the
+  // general path (refusal, deferral).
+  template <class T>
+  [[gnu::always_inline]] void orvValueChanged(std::uint16_t id, const T& v) {
+    if (receiving_ == id) return;
+    if ((flags_ & readOnly) != 0 || !hasRoom()) [[unlikely]] {
+      orvAttrChanged(id);
+      return;
+    }
+    NboAttrLog::Out& o = *out_;
+    // Built-in types in place (the forms of NboAttrLog.h); every other type
+    // (enumerations included) writes itself after the head.
+    constexpr bool integer = std::is_integral_v<T>;
+    if constexpr (std::is_same_v<T, bool>) {
+      *o.entry(identity_, id, 1) = v ? 1 : 0;
+    } else if constexpr (integer && sizeof(T) == 2) {
+      NboAttrLog::Out::put16(o.entry(identity_, id, 2), static_cast<std::uint16_t>(v));
+    } else if constexpr (integer && sizeof(T) == 4) {
+      NboAttrLog::Out::put32(o.entry(identity_, id, 4), static_cast<std::uint32_t>(v));
+    } else {
+      o.entry(identity_, id, 0);
+      o << v;
+    }
+  }
   // The member under k of collection id was added, changed or removed.
   template <class K>
   void orvMemberChanged(std::uint16_t id, const K& k) {
@@ -145,14 +183,38 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   // --- incoming ---
   // Applies one entry whose identity the caller has read (it routed the
   // entry here): the attribute id, then the payload.
-  void doHandleAttrTransaction(NboAttrLog::In& in);
-  void doHandleAttrDeserialization(std::uint16_t attrId, NboAttrLog::In& in);
+  void doHandleAttrTransaction(NboAttrLog::In& in) {
+    doHandleAttrDeserialization(in.readU16(), in);
+  }
+  // A stored attribute with a typed applier is read and set right here;
+  // everything else (and every refusal) takes the general path.
+  void doHandleAttrDeserialization(std::uint16_t attrId, NboAttrLog::In& in) {
+    const unsigned i = unsigned(attrId) - (apply_ ? apply_->first : 0u);
+    if (apply_ != nullptr && i < apply_->count && apply_->fns[i] != nullptr &&
+        (flags_ & remoteWriteAllowed) != 0) [[likely]] {
+      Receiving r(receiving_, attrId);
+      apply_->fns[i](*entity_, in);
+      return;
+    }
+    applyGeneral(attrId, in);
+  }
 
  protected:
   OrvNboAttrLogSa(Entity& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
-                  const std::uint16_t* syncIds);
+                  const std::uint16_t* syncIds, const NboAttrLog::ApplyTable* apply = nullptr);
 
  private:
+  // Marks the attribute being applied from the log (its change is not
+  // written back), for the length of one entry.
+  struct Receiving {
+    Receiving(std::uint16_t& r, std::uint16_t id) : r_(r), old_(r) { r = id; }
+    ~Receiving() { r_ = old_; }
+    Receiving(const Receiving&) = delete;
+    Receiving& operator=(const Receiving&) = delete;
+    std::uint16_t& r_;
+    std::uint16_t old_;
+  };
+  void applyGeneral(std::uint16_t attrId, NboAttrLog::In& in);
   void memberChanged(std::uint16_t id, const std::uint8_t* key, std::size_t n);
   void checkWritable(std::uint16_t id) const;
   bool hasRoom() const { return out_->size() < out_->capacity(); }
@@ -163,17 +225,21 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   void removeUnseen(std::uint16_t id);
   void attrOp(AttrOp op, std::uint16_t id, AttrArg& arg) const;
 
+  // What every change and every incoming entry touches comes first: with the
+  // inner reactor allocated right in front (frame::nboAttrLogSaIs), a change
+  // costs the fewest cache lines.
   Ptr<Entity> entity_;
   Ptr<NboAttrLog::Out> out_;
-  std::unique_ptr<NboAttrLog::FlowOut> flow_;
-  const std::uint16_t* syncIds_;
-  NboAttrLog::Peer* peer_ = nullptr;
-  NboAttrLog::Out keyScratch_;
+  const NboAttrLog::ApplyTable* apply_;
   std::uint32_t identity_;
   std::uint32_t flags_;
   std::uint16_t receiving_ = 0;  // the attribute being applied from the log
   // Keys of a collection seen since its syncBegin, in log form.
   std::uint16_t syncing_ = 0;
+  NboAttrLog::Peer* peer_ = nullptr;
+  std::unique_ptr<NboAttrLog::FlowOut> flow_;
+  const std::uint16_t* syncIds_;
+  NboAttrLog::Out keyScratch_;
   std::vector<std::string> syncSeen_;
 };
 
@@ -186,21 +252,31 @@ class NboAttrLogSaAdapterOf : public T::NotifieeConst {
  public:
   explicit NboAttrLogSaAdapterOf(Entity::OrvNboAttrLogSa* sa) : sa_(sa) {}
   Entity::OrvNboAttrLogSa* sa() const { return sa_; }
+  void saIs(Entity::OrvNboAttrLogSa* sa) { sa_ = sa; }
+  // The watched entity, without taking a reference (a handler runs while
+  // the entity notifies, so it is alive).
+  const T& orvNotifier() const { return static_cast<const T&>(*this->notifierEntity()); }
 
  private:
   Entity::OrvNboAttrLogSa* sa_;
 };
 
 // T::orvNboAttrLogSaIs: creates the adapter Sa with its inner reactor A in
-// the same allocation (a change touches both) and attaches the reactor to e.
-// The reactor is destroyed, and so detached, before the adapter.
+// the same allocation, the reactor first: a change runs the reactor and then
+// the adapter's first members, which so share cache lines. The reactor is
+// attached to e once both are built, and detached before the adapter goes.
 template <class Sa, class A, class T>
 Ptr<Entity::OrvNboAttrLogSa> nboAttrLogSaIs(T& e, std::uint32_t flags, std::uint32_t id,
                                             const Ptr<NboAttrLog::Out>& out) {
-  struct Joined : Sa {
+  struct Inner {
+    A inner{nullptr};
+  };
+  struct Joined : Inner, Sa {
     Joined(T& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out)
-        : Sa(e, flags, id, out), inner(this) {}
-    A inner;
+        : Sa(e, flags, id, out) {
+      this->inner.saIs(this);
+    }
+    ~Joined() override { this->inner.notifierIs(Ptr<const T>()); }
   };
   Ptr<Joined> sa(new Joined(e, flags, id, out));
   sa->inner.notifierIs(Ptr<const T>(&e));
@@ -214,8 +290,8 @@ template <class T>
 class NboAttrLogSaOf : public Entity::OrvNboAttrLogSa {
  public:
   NboAttrLogSaOf(T& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
-                 const std::uint16_t* syncIds)
-      : Entity::OrvNboAttrLogSa(e, flags, id, out, syncIds) {}
+                 const std::uint16_t* syncIds, const NboAttrLog::ApplyTable* apply = nullptr)
+      : Entity::OrvNboAttrLogSa(e, flags, id, out, syncIds, apply) {}
 };
 
 }  // namespace Orv
