@@ -112,14 +112,15 @@ class FragmentTest(unittest.TestCase):
         self.assertIn('{"kids", &T::E::orvType, 265, Orv::AttrCategory::collection, true, "T::K", '
                       '"std::uint32_t", "ordered"},', self.cpp)
 
-    def test_a_stored_attribute_costs_seven_generated_lines(self):
+    def test_a_stored_attribute_costs_eight_generated_lines(self):
         # Model line echo, getter, setter, data member, handler, dispatch
-        # case, descriptor row; the same with a range (its constructor check
-        # is one more) and for a counter (its two operations are two more).
+        # case, descriptor row and the attribute-log table row; the same with
+        # a range (its constructor check is one more) and for a counter (its
+        # two operations are two more).
         base = ("unit T\nnamespace T {\nentity E(id) {\n  id: U32 key\n  cap: U16 const = 9\n"
                 '  r: U16 range max cap "no"\n%s}\n}\n')
         one = lines_of(generate(base % "  a: U32\n"))
-        for attr, cost in (("b: U32", 7), ('b: U16 range max cap "no"', 8), ("b: U32 counter", 9)):
+        for attr, cost in (("b: U32", 8), ('b: U16 range max cap "no"', 9), ("b: U32 counter", 10)):
             with self.subTest(attr=attr):
                 two = lines_of(generate(base % f"  a: U32\n  {attr}\n"))
                 self.assertEqual(two - one, cost)
@@ -256,12 +257,32 @@ class AttrLogTest(unittest.TestCase):
                                                                    'const override { return true; }"'))
         cls.h, cls.cpp = files["T.h"], files["T.cpp"]
 
-    def test_adapters_take_changes_by_id_with_no_code_per_attribute(self):
+    def test_adapters_take_changes_by_id_and_type_the_values_in_one_table(self):
         # The base's setter names its id, which reaches a derived entity's
-        # adapter through the change hook like the derived type's own.
+        # adapter through the change hook like the derived type's own; its
+        # typed log functions are a row of the derived adapter's table.
         self.assertIn("void nIs(std::uint32_t v) { orvSet<NotifieeConst>(n_, v, &NotifieeConst::onN, 258); }", self.h)
         adapter = self.cpp[self.cpp.index("class T::D::OrvNboAttrLogSa::OrvNboAttrLogSaAdapter_"):]
         self.assertEqual(adapter[:adapter.index("};")].count("\n"), 3)
+        table = adapter[adapter.index("T::D::OrvNboAttrLogSa::applyTable() {"):]
+        table = table[:table.index("\n}\n")]
+        self.assertIn("Orv::frame::logFns<T::D, std::uint32_t, &T::D::n, &T::D::nIs>(),", table)
+        self.assertIn("table{258, 1, fns}", table)
+
+    def test_typed_rows_are_indexed_by_identifier_and_leave_references_to_the_generic_path(self):
+        cpp = generate("unit T\nnamespace T {\nnamed entity R(k) {\n  k: U32 key\n}\nentity E(id) {\n"
+                       "  id: U32 key\n  a: U16 = 3 range max 9 \"E::a < 0 or > 9 not allowed\"\n  p: ptr R\n"
+                       "  c: U16 const = 2\n  b: bool\n}\n}\n")["T.cpp"]
+        # a 259 (ranged: its setter checks), p 260 and c 261 take no row, b 262.
+        table = cpp[cpp.index("T::E::OrvNboAttrLogSa::applyTable() {"):]
+        table = table[:table.index("\n}\n")]
+        fns = [line.strip() for line in table.split("\n")[2:6]]
+        self.assertEqual(fns[0], "Orv::frame::logFns<T::E, std::uint16_t, &T::E::a, &T::E::aIs>(),")
+        self.assertEqual(fns[1:3], ["{},", "{},"])
+        self.assertEqual(fns[3], "Orv::frame::logFns<T::E, bool, &T::E::b, &T::E::bIs>(),")
+        self.assertIn("table{259, 4, fns}", table)
+        # A type without stored values has no table.
+        self.assertIn("T::R::OrvNboAttrLogSa::applyTable() {\n  return nullptr;\n}", cpp)
 
     def test_named_roots_answer_for_the_attribute_log_unless_written_by_hand(self):
         named = self.h[self.h.index("class IPMODEL_API N "):self.h.index("class IPMODEL_API M ")]

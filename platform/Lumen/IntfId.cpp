@@ -7,43 +7,6 @@
 
 namespace Lumen {
 
-namespace {
-
-constexpr bool refusedChar(unsigned char c) {
-  if (c < 0x20 || c == 0x7f) return true;  // control characters, including tab and newline
-  switch (c) {
-    case ' ':
-    case '\'':
-    case '"':
-    case '`':
-    case ',':
-    case '(':
-    case ')':
-    case '{':
-    case '}':
-      return true;
-    default:
-      return false;
-  }
-}
-
-// refusedChar as a table: names are checked on every attribute-log read.
-struct RefusedTable {
-  bool refused[256];
-  constexpr RefusedTable() : refused() {
-    for (int c = 0; c < 256; ++c) refused[c] = refusedChar(static_cast<unsigned char>(c));
-  }
-};
-constexpr RefusedTable refusedTable;
-
-}  // namespace
-
-bool IntfIdTraits::validChars(std::string_view text) noexcept {
-  bool bad = false;
-  for (char c : text) bad |= refusedTable.refused[static_cast<unsigned char>(c)];
-  return !bad;
-}
-
 void IntfIdTraits::throwInvalid(std::string_view text) {
   throw Orv::StrepReadException("invalid interface name '" + std::string(text) + "'",
                                 "Lumen::IntfId");

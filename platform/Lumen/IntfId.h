@@ -15,13 +15,46 @@
 
 namespace Lumen {
 
+namespace detail {
+// The bytes an interface name refuses, as a table: names are checked on
+// every attribute-log read, inline.
+struct RefusedIntfIdChars {
+  static constexpr bool refusedChar(unsigned char c) {
+    if (c < 0x20 || c == 0x7f) return true;  // control characters, including tab and newline
+    switch (c) {
+      case ' ':
+      case '\'':
+      case '"':
+      case '`':
+      case ',':
+      case '(':
+      case ')':
+      case '{':
+      case '}':
+        return true;
+      default:
+        return false;
+    }
+  }
+  constexpr RefusedIntfIdChars() : refused() {
+    for (int c = 0; c < 256; ++c) refused[c] = refusedChar(static_cast<unsigned char>(c));
+  }
+  bool refused[256];
+};
+inline constexpr RefusedIntfIdChars refusedIntfIdChars;
+}  // namespace detail
+
 struct IPMODEL_API IntfIdTraits {
   static constexpr std::size_t maxLength = 255;
   static constexpr const char* tooLongMessage = "IntfId::bytes > 255 not allowed";
   static constexpr const char* logWhat = "interface name";
   // Control characters, whitespace, quotes (' " `), commas, parentheses and
   // braces would make a name ambiguous inside a larger textual form.
-  static bool validChars(std::string_view text) noexcept;
+  static bool validChars(std::string_view text) noexcept {
+    bool bad = false;
+    for (char c : text) bad |= detail::refusedIntfIdChars.refused[static_cast<unsigned char>(c)];
+    return !bad;
+  }
   [[noreturn]] static void throwInvalid(std::string_view text);
 };
 

@@ -87,10 +87,6 @@ std::ostream& operator<<(std::ostream& os, const IpAddrWithMask& v) {
   return os << valueToStrep(v);
 }
 
-Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const IpAddrWithMask& v) {
-  return detail::writeWithLen(out, v);
-}
-
 Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& in, IpAddrWithMask& v) {
   return detail::readWithLen<Family>(in, v, false);
 }

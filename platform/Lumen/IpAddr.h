@@ -126,7 +126,11 @@ inline Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const IpAddr&
   out.writeBytes(v.bytes().data(), 4);
   return out;
 }
-IPMODEL_API Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const IpAddrWithMask& v);
+inline Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const IpAddrWithMask& v) {
+  out << v.address();
+  out.writeU8(static_cast<std::uint8_t>(v.len()));
+  return out;
+}
 IPMODEL_API Orv::NboAttrLog::Out& operator<<(Orv::NboAttrLog::Out& out, const Prefix& v);
 inline Orv::NboAttrLog::In& operator>>(Orv::NboAttrLog::In& in, IpAddr& v) {
   std::array<std::uint8_t, 4> b;

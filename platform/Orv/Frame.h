@@ -33,6 +33,29 @@ namespace frame {
 
 // --- generic attribute access ---------------------------------------------
 
+// A value that is not an entity reference, read from its log form with
+// every check of its type (typed appliers of generated adapters use it).
+template <class T>
+T logRead(NboAttrLog::In& in) {
+  if constexpr (std::is_constructible_v<T, NboAttrLog::In&> && !std::is_arithmetic_v<T>) {
+    return T(in);
+  } else {
+    T v{};
+    in >> v;
+    return v;
+  }
+}
+
+// The typed log functions of stored attribute Get/Set of Q, whose values
+// travel as T: one row of a generated adapter's table.
+template <class Q, class T, auto Get, auto Set>
+constexpr NboAttrLog::LogFns logFns() {
+  return {[](Entity& e, NboAttrLog::In& in) { (static_cast<Q&>(e).*Set)(logRead<T>(in)); },
+          [](const Entity& e, Entity::OrvNboAttrLogSa& sa, std::uint16_t id) {
+            sa.orvValueChanged(id, (static_cast<const Q&>(e).*Get)());
+          }};
+}
+
 namespace detail {
 template <class T>
 struct IsPtr : std::false_type {};
@@ -78,12 +101,8 @@ T logTake(AttrArg& a) {
     auto* p = dynamic_cast<E*>(e.ptr());
     if (p == nullptr) refTypeFail(*a.in, *e, typeid(E).name());
     return T(p);
-  } else if constexpr (std::is_constructible_v<T, NboAttrLog::In&> && !std::is_arithmetic_v<T>) {
-    return T(*a.in);
   } else {
-    T v{};
-    *a.in >> v;
-    return v;
+    return frame::logRead<T>(*a.in);
   }
 }
 

@@ -96,6 +96,24 @@ class IPMODEL_API Out : public PtrInterface {
     copy(p + 4, s.data(), s.size());
   }
   void writeBytes(const void* p, std::size_t n) { copy(grow(n), p, n); }
+  // The head of an entry (adapter identity, attribute id) and n bytes after
+  // it, with one capacity check; answers where those n bytes go. A value of
+  // a fixed size is stored there directly, a longer one written after it.
+  [[gnu::always_inline]] std::uint8_t* entry(std::uint32_t identity, std::uint16_t id,
+                                             std::size_t n) {
+    std::uint8_t* p = grow(6 + n);
+    put32(p, identity);
+    put16(p + 4, id);
+    return p + 6;
+  }
+  static void put16(std::uint8_t* p, std::uint16_t v) {
+    p[0] = std::uint8_t(v >> 8);
+    p[1] = std::uint8_t(v);
+  }
+  static void put32(std::uint8_t* p, std::uint32_t v) {
+    v = __builtin_bswap32(v);
+    std::memcpy(p, &v, 4);
+  }
 
  private:
   // n more bytes at the end; the buffer grows geometrically.
@@ -108,14 +126,6 @@ class IPMODEL_API Out : public PtrInterface {
   void reserveFor(std::size_t n);
   static void copy(std::uint8_t* d, const void* s, std::size_t n) {
     if (n != 0) std::memcpy(d, s, n);
-  }
-  static void put16(std::uint8_t* p, std::uint16_t v) {
-    p[0] = std::uint8_t(v >> 8);
-    p[1] = std::uint8_t(v);
-  }
-  static void put32(std::uint8_t* p, std::uint32_t v) {
-    v = __builtin_bswap32(v);
-    std::memcpy(p, &v, 4);
   }
 
   std::uint8_t* buf_ = nullptr;

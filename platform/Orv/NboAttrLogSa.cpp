@@ -156,13 +156,15 @@ using NboAttrLog::In;
 using NboAttrLog::Out;
 
 Entity::OrvNboAttrLogSa::OrvNboAttrLogSa(Entity& e, std::uint32_t flags, std::uint32_t id,
-                                         const Ptr<Out>& out, const std::uint16_t* syncIds)
+                                         const Ptr<Out>& out, const std::uint16_t* syncIds,
+                                         const NboAttrLog::ApplyTable* apply)
     : entity_(&e),
       out_(out),
-      flow_(std::make_unique<NboAttrLog::FlowOut>(syncIds)),
-      syncIds_(syncIds),
+      apply_(apply),
       identity_(id),
-      flags_(flags) {}
+      flags_(flags),
+      flow_(std::make_unique<NboAttrLog::FlowOut>(syncIds)),
+      syncIds_(syncIds) {}
 
 Entity::OrvNboAttrLogSa::~OrvNboAttrLogSa() = default;
 
@@ -324,12 +326,7 @@ bool Entity::OrvNboAttrLogSa::flush() {
   return !hasDeferred();
 }
 
-void Entity::OrvNboAttrLogSa::doHandleAttrTransaction(In& in) {
-  const std::uint16_t id = in.readU16();
-  doHandleAttrDeserialization(id, in);
-}
-
-void Entity::OrvNboAttrLogSa::doHandleAttrDeserialization(std::uint16_t attrId, In& in) {
+void Entity::OrvNboAttrLogSa::applyGeneral(std::uint16_t attrId, In& in) {
   if (attrId == NboAttrLog::orphanAttrId) {
     // The header names the entity this adapter already stands for: check
     // the type and skip the parameters.
@@ -349,12 +346,7 @@ void Entity::OrvNboAttrLogSa::doHandleAttrDeserialization(std::uint16_t attrId, 
     throw ReadOnlyProxyException(std::string("remote write of ") + entity_->fwkType().name +
                                  "::" + d->name + " on " + entity_->fullName() + " not allowed");
   }
-  struct Receiving {
-    std::uint16_t& r;
-    std::uint16_t old;
-    ~Receiving() { r = old; }
-  } receiving{receiving_, receiving_};
-  receiving_ = attrId;
+  Receiving receiving(receiving_, attrId);
   switch (d->category) {
     case AttrCategory::stored:
     case AttrCategory::pointer: {

@@ -31,6 +31,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include <ipmodel/Orv/Entity.h>
@@ -97,6 +98,28 @@ class IPMODEL_API FlowOut {
   std::vector<std::uint16_t> attrs_;
 };
 
+// The typed log functions of an entity type's stored attributes, by
+// attribute id: fns[id - first].apply reads the value of attribute id (with
+// every check its type makes on bytes from another process) and calls the
+// setter; .write writes the attribute's current value through the adapter.
+// Both null where an attribute takes the generic path (pointers,
+// collections, what is never written).
+using ApplyFn = void (*)(Entity& e, In& in);
+using WriteFn = void (*)(const Entity& e, Entity::OrvNboAttrLogSa& sa, std::uint16_t id);
+struct LogFns {
+  ApplyFn apply;
+  WriteFn write;
+};
+struct ApplyTable {
+  std::uint16_t first;
+  std::uint16_t count;
+  const LogFns* fns;
+  const LogFns* at(std::uint16_t id) const {
+    const unsigned i = unsigned(id) - first;
+    return i < count && fns[i].apply != nullptr ? &fns[i] : nullptr;
+  }
+};
+
 // Entry-level marks.
 constexpr std::uint16_t orphanAttrId = 0;
 enum : std::uint8_t { syncBegin = 2, syncEnd = 3 };
@@ -126,6 +149,43 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   // --- outgoing ---
   // A stored or pointer attribute changed.
   void orvAttrChanged(std::uint16_t id);
+  // A stored attribute changed to v: the typed writers of stored attributes
+  // call this with the new value, which goes straight into the log behind
+  // the entry head. A read-only adapter and a full log take the
+  // general path (refusal, deferral).
+  template <class T>
+  [[gnu::always_inline]] void orvValueChanged(std::uint16_t id, const T& v) {
+    if (receiving_ == id) return;
+    if ((flags_ & readOnly) != 0 || !hasRoom()) [[unlikely]] {
+      orvAttrChanged(id);
+      return;
+    }
+    NboAttrLog::Out& o = *out_;
+    // Built-in types in place (the forms of NboAttrLog.h); every other type
+    // (enumerations included) writes itself after the head.
+    constexpr bool integer = std::is_integral_v<T>;
+    if constexpr (std::is_same_v<T, bool>) {
+      *o.entry(identity_, id, 1) = v ? 1 : 0;
+    } else if constexpr (integer && sizeof(T) == 2) {
+      NboAttrLog::Out::put16(o.entry(identity_, id, 2), static_cast<std::uint16_t>(v));
+    } else if constexpr (integer && sizeof(T) == 4) {
+      NboAttrLog::Out::put32(o.entry(identity_, id, 4), static_cast<std::uint32_t>(v));
+    } else {
+      o.entry(identity_, id, 0);
+      o << v;
+    }
+  }
+  // Attribute id changed (the change hook of the inner reactor): a stored
+  // attribute with a typed writer goes straight into the log, anything else
+  // (pointers) through the generic access.
+  [[gnu::always_inline]] void orvAttrHooked(std::uint16_t id) {
+    const NboAttrLog::LogFns* f = apply_ != nullptr ? apply_->at(id) : nullptr;
+    if (f != nullptr) [[likely]] {
+      f->write(*entity_, *this, id);
+      return;
+    }
+    orvAttrChanged(id);
+  }
   // The member under k of collection id was added, changed or removed.
   template <class K>
   void orvMemberChanged(std::uint16_t id, const K& k) {
@@ -149,14 +209,37 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   // --- incoming ---
   // Applies one entry whose identity the caller has read (it routed the
   // entry here): the attribute id, then the payload.
-  void doHandleAttrTransaction(NboAttrLog::In& in);
-  void doHandleAttrDeserialization(std::uint16_t attrId, NboAttrLog::In& in);
+  void doHandleAttrTransaction(NboAttrLog::In& in) {
+    doHandleAttrDeserialization(in.readU16(), in);
+  }
+  // A stored attribute with a typed applier is read and set right here;
+  // everything else (and every refusal) takes the general path.
+  void doHandleAttrDeserialization(std::uint16_t attrId, NboAttrLog::In& in) {
+    const NboAttrLog::LogFns* f = apply_ != nullptr ? apply_->at(attrId) : nullptr;
+    if (f != nullptr && (flags_ & remoteWriteAllowed) != 0) [[likely]] {
+      Receiving r(receiving_, attrId);
+      f->apply(*entity_, in);
+      return;
+    }
+    applyGeneral(attrId, in);
+  }
 
  protected:
   OrvNboAttrLogSa(Entity& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
-                  const std::uint16_t* syncIds);
+                  const std::uint16_t* syncIds, const NboAttrLog::ApplyTable* apply = nullptr);
 
  private:
+  // Marks the attribute being applied from the log (its change is not
+  // written back), for the length of one entry.
+  struct Receiving {
+    Receiving(std::uint16_t& r, std::uint16_t id) : r_(r), old_(r) { r = id; }
+    ~Receiving() { r_ = old_; }
+    Receiving(const Receiving&) = delete;
+    Receiving& operator=(const Receiving&) = delete;
+    std::uint16_t& r_;
+    std::uint16_t old_;
+  };
+  void applyGeneral(std::uint16_t attrId, NboAttrLog::In& in);
   void memberChanged(std::uint16_t id, const std::uint8_t* key, std::size_t n);
   void checkWritable(std::uint16_t id) const;
   bool hasRoom() const { return out_->size() < out_->capacity(); }
@@ -167,17 +250,21 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   void removeUnseen(std::uint16_t id);
   void attrOp(AttrOp op, std::uint16_t id, AttrArg& arg) const;
 
+  // What every change and every incoming entry touches comes first: with the
+  // inner reactor allocated right in front (frame::nboAttrLogSaIs), a change
+  // costs the fewest cache lines.
   Ptr<Entity> entity_;
   Ptr<NboAttrLog::Out> out_;
-  std::unique_ptr<NboAttrLog::FlowOut> flow_;
-  const std::uint16_t* syncIds_;
-  NboAttrLog::Peer* peer_ = nullptr;
-  NboAttrLog::Out keyScratch_;
+  const NboAttrLog::ApplyTable* apply_;
   std::uint32_t identity_;
   std::uint32_t flags_;
   std::uint16_t receiving_ = 0;  // the attribute being applied from the log
   // Keys of a collection seen since its syncBegin, in log form.
   std::uint16_t syncing_ = 0;
+  NboAttrLog::Peer* peer_ = nullptr;
+  std::unique_ptr<NboAttrLog::FlowOut> flow_;
+  const std::uint16_t* syncIds_;
+  NboAttrLog::Out keyScratch_;
   std::vector<std::string> syncSeen_;
 };
 
@@ -194,10 +281,12 @@ class NboAttrLogSaAdapterOf : public T::NotifieeConst {
   ~NboAttrLogSaAdapterOf() override { this->hookedNotifierIs(nullptr); }
   Entity::OrvNboAttrLogSa* sa() const { return sa_; }
   void attach(const T& e) { this->hookedNotifierIs(&e); }
+  void detach() { this->hookedNotifierIs(nullptr); }
+  void saIs(Entity::OrvNboAttrLogSa* sa) { sa_ = sa; }
 
  protected:
   bool orvAttrHook(std::uint16_t id) override {
-    sa_->orvAttrChanged(id);
+    sa_->orvAttrHooked(id);
     return true;
   }
   bool orvMemberHook(std::uint16_t id, const MemberKey& k) override {
@@ -210,15 +299,21 @@ class NboAttrLogSaAdapterOf : public T::NotifieeConst {
 };
 
 // T::orvNboAttrLogSaIs: creates the adapter Sa with its inner reactor A in
-// the same allocation (a change touches both) and attaches the reactor to e.
-// The reactor is destroyed, and so detached, before the adapter.
+// the same allocation, the reactor first: a change runs the reactor and then
+// the adapter's first members, which so share cache lines. The reactor is
+// attached to e once both are built, and detached before the adapter goes.
 template <class Sa, class A, class T>
 Ptr<Entity::OrvNboAttrLogSa> nboAttrLogSaIs(T& e, std::uint32_t flags, std::uint32_t id,
                                             const Ptr<NboAttrLog::Out>& out) {
-  struct Joined : Sa {
+  struct Inner {
+    A inner{nullptr};
+  };
+  struct Joined : Inner, Sa {
     Joined(T& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out)
-        : Sa(e, flags, id, out), inner(this) {}
-    A inner;
+        : Sa(e, flags, id, out) {
+      this->inner.saIs(this);
+    }
+    ~Joined() override { this->inner.detach(); }
   };
   Ptr<Joined> sa(new Joined(e, flags, id, out));
   sa->inner.attach(e);
@@ -237,8 +332,8 @@ template <class T>
 class NboAttrLogSaOf : public Entity::OrvNboAttrLogSa {
  public:
   NboAttrLogSaOf(T& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
-                 const std::uint16_t* syncIds)
-      : Entity::OrvNboAttrLogSa(e, flags, id, out, syncIds) {}
+                 const std::uint16_t* syncIds, const NboAttrLog::ApplyTable* apply = nullptr)
+      : Entity::OrvNboAttrLogSa(e, flags, id, out, syncIds, apply) {}
 };
 
 }  // namespace Orv

@@ -18,6 +18,29 @@ using Orv::Ptr;
 using Orv::NboAttrLog::In;
 using Orv::NboAttrLog::Out;
 
+void IdentityTable::set(std::uint32_t id, const Ptr<Sa>& sa) {
+  all_[id] = sa;
+  const auto [r, i] = slot(id);
+  std::vector<Sa*>& v = dense_[r];
+  if (i >= v.size()) {
+    // Grow geometrically, and only next to what is there.
+    if (i > 2 * v.size() + 1024) return;
+    v.resize(std::max<std::size_t>(std::size_t(i) + 1, 2 * v.size()), nullptr);
+  }
+  v[i] = sa.ptr();
+}
+
+void IdentityTable::erase(std::uint32_t id) {
+  const auto [r, i] = slot(id);
+  if (i < dense_[r].size()) dense_[r][i] = nullptr;
+  all_.erase(id);
+}
+
+void IdentityTable::clear() {
+  for (auto& v : dense_) v.clear();
+  all_.clear();
+}
+
 Session::Session(int fd, Index& index, std::uint32_t firstIdentity, std::size_t budget)
     : fd_(fd),
       index_(index),
@@ -44,7 +67,7 @@ Ptr<Session::Sa> Session::attach(Entity& e, std::uint32_t identity, std::uint32_
   Ptr<Sa> sa = e.orvNboAttrLogSaIs(flags, identity, stage_);
   ORV_ASSERT(sa);
   sa->peerIs(this);
-  byIdentity_[identity] = sa;
+  byIdentity_.set(identity, sa);
   byEntity_[&e] = sa;
   std::string name = e.fullName();
   index_.emplace(name, Ptr<Entity>(&e));
@@ -53,7 +76,7 @@ Ptr<Session::Sa> Session::attach(Entity& e, std::uint32_t identity, std::uint32_
 }
 
 void Session::detachAll() {
-  for (auto& [id, sa] : byIdentity_) sa->peerIs(nullptr);
+  byIdentity_.forEach([](Sa& sa) { sa.peerIs(nullptr); });
   pendingFull_.clear();
   deferred_.clear();
   deferredSet_.clear();
@@ -127,9 +150,8 @@ void Session::memberGone(Entity& member) {
 }
 
 void Session::drop(std::uint32_t identity) {
-  auto it = byIdentity_.find(identity);
-  if (it == byIdentity_.end()) return;
-  Ptr<Sa> sa = it->second;
+  Ptr<Sa> sa(byIdentity_.find(identity));
+  if (!sa) return;
   const Entity* e = &sa->entity();
   auto n = names_.find(e);
   if (n != names_.end()) {
@@ -142,7 +164,7 @@ void Session::drop(std::uint32_t identity) {
   }
   pendingFull_.erase(std::remove(pendingFull_.begin(), pendingFull_.end(), sa), pendingFull_.end());
   byEntity_.erase(e);
-  byIdentity_.erase(it);
+  byIdentity_.erase(identity);
   sa->peerIs(nullptr);
 }
 
@@ -282,9 +304,8 @@ void Session::applyEntries(In& in, const std::function<void(const std::string&)>
   while (!in.atEnd()) {
     const std::size_t at = in.offset();
     const std::uint32_t id = in.readU32();
-    auto it = byIdentity_.find(id);
-    if (it == byIdentity_.end()) in.fail("entry for unknown identity " + std::to_string(id), at);
-    Ptr<Sa> sa = it->second;
+    Ptr<Sa> sa(byIdentity_.find(id));
+    if (!sa) in.fail("entry for unknown identity " + std::to_string(id), at);
     try {
       sa->doHandleAttrTransaction(in);
     } catch (const Orv::RangeException& e) {

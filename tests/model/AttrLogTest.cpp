@@ -301,6 +301,14 @@ TEST(AttrLogSa, ReplicatedValuesPassTheSettersChecks) {
   Log::In in(out.bytes());
   EXPECT_THROW(sa->doHandleAttrTransaction(in), Orv::RangeException);
   EXPECT_EQ(cfg->maxMssEgress(), 65516);
+  // The refused entry is over: a local change of the same attribute is
+  // written again (and not taken for the entry being applied).
+  cfg->maxMssEgressIs(1400);
+  Log::In written(sa->out()->bytes());
+  EXPECT_EQ(written.readU32(), 1u);
+  EXPECT_EQ(written.readU16(), id);
+  EXPECT_EQ(written.readU16(), 1400);
+  EXPECT_TRUE(written.atEnd());
 }
 
 TEST(AttrLogSa, ReadOnlyProxiesRefuseWritesBothWays) {
@@ -396,8 +404,30 @@ TEST(AttrLogSa, BadBytesRaiseAndLeaveTheEntityAlone) {
   badRef.writeString("No::SuchType");
   badRef.writeString("/x");
   expectBad(badRef);
+  // Stored values of every form keep their own checks.
+  Log::Out badEnum;
+  badEnum.writeU16(Kitchen::Item::orvType.attr("colour")->id);
+  badEnum.writeU32(77);
+  expectBad(badEnum);
+  Log::Out badBool;
+  badBool.writeU16(Kitchen::Item::orvType.attr("flag")->id);
+  badBool.writeU8(2);
+  expectBad(badBool);
+  Log::Out badLen;
+  badLen.writeU16(Kitchen::Item::orvType.attr("addr")->id);
+  badLen.writeBytes("\x0a\x00\x00\x01\x21", 5);  // a /33
+  expectBad(badLen);
+  Log::Out longText;
+  longText.writeU16(Kitchen::Item::orvType.attr("text")->id);
+  longText.writeU32(1000);
+  longText.writeBytes("abc", 3);
+  expectBad(longText);
   EXPECT_EQ(item->limit(), 10);
   EXPECT_EQ(item->ordSet().size(), 0u);
+  EXPECT_EQ(item->colour(), Kitchen::Colour::green);
+  EXPECT_TRUE(item->flag());
+  EXPECT_EQ(item->addr(), IpAddrWithMask());
+  EXPECT_EQ(item->text(), "00cli");
 }
 
 TEST(AttrLogSa, EveryNamedContainerHasAnAttributeLogInterface) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include <ipmodel/Statedb/internal/Session.h>
 #include <ipmodel/ipmodel.h>
@@ -11,6 +12,49 @@ namespace {
 
 using Sa = Orv::Entity::OrvNboAttrLogSa;
 using Statedb::internal::Session;
+
+// Adapters by identity: every range, identities far beyond what is
+// attached, and slots let go of.
+TEST(StatedbSession, IdentitiesFindTheirAdaptersInEveryRange) {
+  using Statedb::internal::clientFirstIdentity;
+  using Statedb::internal::serverFirstIdentity;
+  auto ip4 = Ip::Input::statusFactory("ip4");
+  auto l3 = L3::Intf::Input::statusDirFactory("l3");
+  auto out = Orv::NboAttrLog::Out::outIs();
+  std::vector<Orv::Ptr<Sa>> sas;
+  auto sa = [&](std::uint32_t id) {
+    const Lumen::IntfId name("Ethernet" + std::to_string(sas.size()));
+    sas.push_back(ip4->ipIntfStatusIs(name, l3->intfStatusIs(name))->orvNboAttrLogSaIs(0, id, out));
+    return sas.back();
+  };
+  Statedb::internal::IdentityTable t;
+  const std::uint32_t ids[] = {1, 3, clientFirstIdentity, clientFirstIdentity + 5,
+                               serverFirstIdentity, serverFirstIdentity + 7,
+                               // Far past what is attached: kept, but not in a dense slot.
+                               serverFirstIdentity + 100000000u, clientFirstIdentity - 1,
+                               0xffffffffu};
+  for (std::uint32_t id : ids) t.set(id, sa(id));
+  // Filling the server range past 2000 leaves an empty dense slot where a
+  // far identity was set before the vector reached it.
+  t.set(serverFirstIdentity + 2000, sa(serverFirstIdentity + 2000));
+  for (std::uint32_t i = 0; i < 1990; ++i)
+    t.set(serverFirstIdentity + 10 + i, sa(serverFirstIdentity + 10 + i));
+  for (const auto& a : sas) EXPECT_EQ(t.find(a->identity()), a.ptr()) << a->identity();
+  EXPECT_EQ(t.find(2), nullptr);
+  EXPECT_EQ(t.find(serverFirstIdentity + 5000), nullptr);
+
+  t.erase(clientFirstIdentity + 5);
+  t.erase(serverFirstIdentity + 100000000u);
+  EXPECT_EQ(t.find(clientFirstIdentity + 5), nullptr);
+  EXPECT_EQ(t.find(serverFirstIdentity + 100000000u), nullptr);
+  t.set(clientFirstIdentity + 5, sas[0]);  // a slot can be bound again
+  EXPECT_EQ(t.find(clientFirstIdentity + 5), sas[0].ptr());
+  std::size_t n = 0;
+  t.forEach([&](Sa&) { ++n; });
+  EXPECT_EQ(n, sas.size() - 1);
+  t.clear();
+  EXPECT_EQ(t.find(1), nullptr);
+}
 
 TEST(StatedbSession, RemovedMembersAreReleasedOnBothSides) {
   const auto before = Orv::allocTrack<Ip::IpIntfStatus>().liveObjects();

@@ -40,6 +40,40 @@ constexpr std::uint32_t serverFirstIdentity = 1u << 30;
 // Entities by full name, for resolving references across a process's trees.
 using Index = std::unordered_map<std::string, Orv::Ptr<Orv::Entity>>;
 
+// Adapters by identity. Identities are handed out densely from the start of
+// three ranges (mount ids, client members, server members), so each range
+// is also kept as a vector indexed from its start: routing an incoming
+// entry is an index, not a hash lookup. An identity far beyond what a range
+// holds (a peer may send any) stays in the map only, so the vectors never
+// grow out of proportion to what is attached.
+class IPMODEL_API IdentityTable {
+ public:
+  using Sa = Orv::Entity::OrvNboAttrLogSa;
+
+  Sa* find(std::uint32_t id) const {
+    const auto [r, i] = slot(id);
+    if (i < dense_[r].size() && dense_[r][i] != nullptr) return dense_[r][i];
+    auto it = all_.find(id);
+    return it == all_.end() ? nullptr : it->second.ptr();
+  }
+  void set(std::uint32_t id, const Orv::Ptr<Sa>& sa);
+  void erase(std::uint32_t id);
+  void clear();
+  template <class F>
+  void forEach(F&& f) const {
+    for (const auto& [id, sa] : all_) f(*sa);
+  }
+
+ private:
+  static std::pair<unsigned, std::uint32_t> slot(std::uint32_t id) {
+    if (id >= serverFirstIdentity) return {2, id - serverFirstIdentity};
+    if (id >= clientFirstIdentity) return {1, id - clientFirstIdentity};
+    return {0, id};
+  }
+  std::unordered_map<std::uint32_t, Orv::Ptr<Sa>> all_;  // owns the adapters
+  std::vector<Sa*> dense_[3];
+};
+
 class IPMODEL_API Session : public Orv::NboAttrLog::Peer {
  public:
   using Sa = Orv::Entity::OrvNboAttrLogSa;
@@ -110,7 +144,7 @@ class IPMODEL_API Session : public Orv::NboAttrLog::Peer {
   std::uint64_t sent_ = 0;
   std::uint64_t received_ = 0;
   std::vector<std::uint8_t> recv_;
-  std::unordered_map<std::uint32_t, Orv::Ptr<Sa>> byIdentity_;
+  IdentityTable byIdentity_;
   std::unordered_map<const Orv::Entity*, Orv::Ptr<Sa>> byEntity_;
   std::unordered_map<const Orv::Entity*, std::string> names_;  // full name when attached
   std::unordered_map<std::string, std::uint32_t> placesOut_;   // members sent: place -> identity
