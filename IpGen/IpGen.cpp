@@ -84,25 +84,25 @@ bool asV6(const Lumen::IpGenAddrWithMask& a, Lumen::Ip6AddrWithMask& out) {
 
 // The VRF an interface entry's layer-3 record puts it in; empty without one.
 template <class Entry>
-L3::VrfName vrfOf(const Entry& entry) {
+L3::VrfName vrfOf(const Entry* entry) {
   if (!entry || !entry->l3Status()) return L3::VrfName();
   return entry->l3Status()->vrf();
 }
 
 // Answers shared by both IPv4 adapters, from the interface's entry.
-bool v4Addr(const Orv::Ptr<const Ip::IpIntfStatus>& s, const Lumen::IpGenAddrWithMask& a) {
+bool v4Addr(const Ip::IpIntfStatus* s, const Lumen::IpGenAddrWithMask& a) {
   Lumen::IpAddrWithMask v4;
   if (!s || !asV4(a, v4)) return false;
   if (v4 == s->activeAddrWithMask()) return true;
   return s->activeSecondaryWithMask(v4);
 }
 
-Lumen::IpGenAddrWithMask v4Active(const Orv::Ptr<const Ip::IpIntfStatus>& s) {
+Lumen::IpGenAddrWithMask v4Active(const Ip::IpIntfStatus* s) {
   return s ? Lumen::IpGenAddrWithMask(s->activeAddrWithMask()) : Lumen::IpGenAddrWithMask();
 }
 
 // Answers shared by both IPv6 adapters.
-bool v6Addr(const Orv::Ptr<const Ip6::IntfStatus>& s, const Lumen::IpGenAddrWithMask& a) {
+bool v6Addr(const Ip6::IntfStatus* s, const Lumen::IpGenAddrWithMask& a) {
   Lumen::Ip6AddrWithMask v6;
   if (!s || !asV6(a, v6)) return false;
   return s->addr(v6) != Ip6::AddressInfo();
@@ -110,12 +110,12 @@ bool v6Addr(const Orv::Ptr<const Ip6::IntfStatus>& s, const Lumen::IpGenAddrWith
 
 // The link-local address is what the generic view calls an IPv6
 // interface's active address.
-Lumen::IpGenAddrWithMask v6Active(const Orv::Ptr<const Ip6::IntfStatus>& s) {
+Lumen::IpGenAddrWithMask v6Active(const Ip6::IntfStatus* s) {
   return s ? Lumen::IpGenAddrWithMask(s->linkLocalAddrWithMask()) : Lumen::IpGenAddrWithMask();
 }
 
 template <class Entry>
-Lumen::IntfId unnumberedOf(const Entry& s) {
+Lumen::IntfId unnumberedOf(const Entry* s) {
   return s ? s->unnumberedIntfId() : Lumen::IntfId();
 }
 
@@ -179,15 +179,19 @@ void IntfStatus::reset() {
 
 // --- IPv4, whole system ----------------------------------------------------------
 
+// The interface's entry: from the hint while a change of it is being
+// announced, else by lookup.
+const Ip::IpIntfStatus* Ipv4Status::entry(const Lumen::IntfId& intfId) const {
+  if (const auto* e = entryHint.entry(intfId, ipStatus_->ipIntfStatus().version())) return e;
+  const auto* slot = ipStatus_->ipIntfStatus().find(intfId);
+  return slot ? slot->ptr() : nullptr;
+}
+
 Lumen::AddressFamily Ipv4Status::af() const { return Lumen::AddressFamily::ipv4; }
 
-bool Ipv4Status::intf(Lumen::IntfId intfId) const {
-  return static_cast<bool>(ipStatus_->ipIntfStatus(intfId));
-}
+bool Ipv4Status::intf(Lumen::IntfId intfId) const { return entry(intfId) != nullptr; }
 
-const L3::VrfName Ipv4Status::vrf(Lumen::IntfId intfId) const {
-  return vrfOf(ipStatus_->ipIntfStatus(intfId));
-}
+const L3::VrfName Ipv4Status::vrf(Lumen::IntfId intfId) const { return vrfOf(entry(intfId)); }
 
 bool Ipv4Status::vrfIpIntfStatus(L3::VrfName vrf) const {
   return static_cast<bool>(ipStatus_->vrfIpIntfStatus(vrf));
@@ -199,33 +203,35 @@ bool Ipv4Status::intfInVrf(L3::VrfName vrf, Lumen::IntfId intfId) const {
 }
 
 bool Ipv4Status::addr(Lumen::IntfId intfId, const Lumen::IpGenAddrWithMask& a) const {
-  return v4Addr(ipStatus_->ipIntfStatus(intfId), a);
+  return v4Addr(entry(intfId), a);
 }
 
 const Lumen::IpGenAddrWithMask Ipv4Status::activeAddr(Lumen::IntfId intfId) const {
-  return v4Active(ipStatus_->ipIntfStatus(intfId));
+  return v4Active(entry(intfId));
 }
 
 bool Ipv4Status::virtualAddr(Lumen::IntfId intfId) const {
-  auto s = ipStatus_->ipIntfStatus(intfId);
+  const auto* s = entry(intfId);
   return s && s->useVirtualAddr();
 }
 
 const Lumen::IntfId Ipv4Status::unnumberedIntfId(Lumen::IntfId intfId) const {
-  return unnumberedOf(ipStatus_->ipIntfStatus(intfId));
+  return unnumberedOf(entry(intfId));
 }
 
 // --- IPv6, whole system ----------------------------------------------------------
 
+const Ip6::IntfStatus* Ipv6Status::entry(const Lumen::IntfId& intfId) const {
+  if (const auto* e = entryHint.entry(intfId, ip6Status_->intf().version())) return e;
+  const auto* slot = ip6Status_->intf().find(intfId);
+  return slot ? slot->ptr() : nullptr;
+}
+
 Lumen::AddressFamily Ipv6Status::af() const { return Lumen::AddressFamily::ipv6; }
 
-bool Ipv6Status::intf(Lumen::IntfId intfId) const {
-  return static_cast<bool>(ip6Status_->intf(intfId));
-}
+bool Ipv6Status::intf(Lumen::IntfId intfId) const { return entry(intfId) != nullptr; }
 
-const L3::VrfName Ipv6Status::vrf(Lumen::IntfId intfId) const {
-  return vrfOf(ip6Status_->intf(intfId));
-}
+const L3::VrfName Ipv6Status::vrf(Lumen::IntfId intfId) const { return vrfOf(entry(intfId)); }
 
 bool Ipv6Status::vrfIpIntfStatus(L3::VrfName vrf) const {
   return static_cast<bool>(ip6Status_->vrfIp6IntfStatus(vrf));
@@ -237,18 +243,18 @@ bool Ipv6Status::intfInVrf(L3::VrfName vrf, Lumen::IntfId intfId) const {
 }
 
 bool Ipv6Status::addr(Lumen::IntfId intfId, const Lumen::IpGenAddrWithMask& a) const {
-  return v6Addr(ip6Status_->intf(intfId), a);
+  return v6Addr(entry(intfId), a);
 }
 
 const Lumen::IpGenAddrWithMask Ipv6Status::activeAddr(Lumen::IntfId intfId) const {
-  return v6Active(ip6Status_->intf(intfId));
+  return v6Active(entry(intfId));
 }
 
 // IPv6 interfaces have no virtual address in this view.
 bool Ipv6Status::virtualAddr(Lumen::IntfId) const { return false; }
 
 const Lumen::IntfId Ipv6Status::unnumberedIntfId(Lumen::IntfId intfId) const {
-  return unnumberedOf(ip6Status_->intf(intfId));
+  return unnumberedOf(entry(intfId));
 }
 
 // --- IPv4, one VRF ---------------------------------------------------------------
@@ -265,11 +271,11 @@ bool Ipv4IntfStatus::dpRouting(Lumen::IntfId intfId) const {
 }
 
 bool Ipv4IntfStatus::addr(Lumen::IntfId intfId, const Lumen::IpGenAddrWithMask& a) const {
-  return v4Addr(vrfIpIntfStatus_->ipIntfStatus(intfId), a);
+  return v4Addr(vrfIpIntfStatus_->ipIntfStatus(intfId).ptr(), a);
 }
 
 const Lumen::IpGenAddrWithMask Ipv4IntfStatus::activeAddr(Lumen::IntfId intfId) const {
-  return v4Active(vrfIpIntfStatus_->ipIntfStatus(intfId));
+  return v4Active(vrfIpIntfStatus_->ipIntfStatus(intfId).ptr());
 }
 
 bool Ipv4IntfStatus::virtualAddr(Lumen::IntfId intfId) const {
@@ -278,7 +284,7 @@ bool Ipv4IntfStatus::virtualAddr(Lumen::IntfId intfId) const {
 }
 
 const Lumen::IntfId Ipv4IntfStatus::unnumberedIntfId(Lumen::IntfId intfId) const {
-  return unnumberedOf(vrfIpIntfStatus_->ipIntfStatus(intfId));
+  return unnumberedOf(vrfIpIntfStatus_->ipIntfStatus(intfId).ptr());
 }
 
 // --- IPv6, one VRF ---------------------------------------------------------------
@@ -295,17 +301,17 @@ bool Ipv6IntfStatus::dpRouting(Lumen::IntfId intfId) const {
 }
 
 bool Ipv6IntfStatus::addr(Lumen::IntfId intfId, const Lumen::IpGenAddrWithMask& a) const {
-  return v6Addr(vrfIp6IntfStatus_->ip6IntfStatus(intfId), a);
+  return v6Addr(vrfIp6IntfStatus_->ip6IntfStatus(intfId).ptr(), a);
 }
 
 const Lumen::IpGenAddrWithMask Ipv6IntfStatus::activeAddr(Lumen::IntfId intfId) const {
-  return v6Active(vrfIp6IntfStatus_->ip6IntfStatus(intfId));
+  return v6Active(vrfIp6IntfStatus_->ip6IntfStatus(intfId).ptr());
 }
 
 bool Ipv6IntfStatus::virtualAddr(Lumen::IntfId) const { return false; }
 
 const Lumen::IntfId Ipv6IntfStatus::unnumberedIntfId(Lumen::IntfId intfId) const {
-  return unnumberedOf(vrfIp6IntfStatus_->ip6IntfStatus(intfId));
+  return unnumberedOf(vrfIp6IntfStatus_->ip6IntfStatus(intfId).ptr());
 }
 
 // --- multicast memberships -----------------------------------------------------

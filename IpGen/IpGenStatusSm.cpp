@@ -33,6 +33,19 @@ void announceAddr(Status* s, const Lumen::IntfId& intfId, const Lumen::IpGenAddr
   }
 }
 
+// For the length of an announcement about the reactor's interface, the
+// adapter answers queries about it from the entry the reactor keeps track of
+// instead of looking it up (EntryHint.h).
+detail::EntryHintScope<Ip::IpIntfStatus> hintAbout(Ipv4Status* a, StatusSm::OrvIpv4IntfStatus& r) {
+  if (!a) return {};
+  return {*a, a->entryHint, a->ipStatus()->ipIntfStatus(), r.fwkKey(), r.entrySlot};
+}
+
+detail::EntryHintScope<Ip6::IntfStatus> hintAbout(Ipv6Status* a, StatusSm::OrvIpv6IntfStatus& r) {
+  if (!a) return {};
+  return {*a, a->entryHint, a->ip6Status()->intf(), r.fwkKey(), r.entrySlot};
+}
+
 // Reactor for an entry that is present, none for one that is gone.
 template <class Entry, class Add, class Del>
 void follow(const Entry& entry, Add&& add, Del&& del) {
@@ -50,9 +63,11 @@ void StatusSm::handleInitialized() {
   initializedIs(true);
   if (auto* v4 = dynamic_cast<Ipv4Status*>(status_.ptr())) {
     SM_TRACE("handleInitialized", "(IPv4)");
+    ipv4Adapter_ = v4;
     ipv4StatusIs(v4->ipStatus());
   } else if (auto* v6 = dynamic_cast<Ipv6Status*>(status_.ptr())) {
     SM_TRACE("handleInitialized", "(IPv6)");
+    ipv6Adapter_ = v6;
     ipv6StatusIs(v6->ip6Status());
   } else {
     ORV_ASSERT_IN(0 && "Unsupported Address Family", "void IpGen::StatusSm::handleInitialized()");
@@ -167,6 +182,7 @@ void StatusSm::OrvIpv4IntfStatus::onActiveSecondaryWithMask(const Lumen::IpAddrW
 void StatusSm::OrvIpv4IntfStatus::handlePrimaryAddr() {
   SM_TRACE("handlePrimaryAddr", "(" << fwkKey() << ")");
   if (!sm()) return;
+  const auto hint = hintAbout(sm()->ipv4Adapter_, *this);
   announceAddr(sm()->status().ptr(), fwkKey(), notifier()->activeAddrWithMask(),
                &Status::activeAddrChangedInc);
 }
@@ -174,6 +190,7 @@ void StatusSm::OrvIpv4IntfStatus::handlePrimaryAddr() {
 void StatusSm::OrvIpv4IntfStatus::handleVirtualAddr() {
   SM_TRACE("handleVirtualAddr", "(" << fwkKey() << ")");
   if (!sm()) return;
+  const auto hint = hintAbout(sm()->ipv4Adapter_, *this);
   announceAddr(sm()->status().ptr(), fwkKey(), notifier()->activeAddrWithMask(),
                &Status::virtualAddrChangedInc);
 }
@@ -188,6 +205,7 @@ void StatusSm::OrvIpv4IntfStatus::handleSecondaryAddr() {
 void StatusSm::OrvIpv4IntfStatus::handleSecondaryAddr(const Lumen::IpAddrWithMask& a) {
   SM_TRACE("handleSecondaryAddr", "(" << fwkKey() << ", " << a << ")");
   if (!sm()) return;
+  const auto hint = hintAbout(sm()->ipv4Adapter_, *this);
   announceAddr(sm()->status().ptr(), fwkKey(), a, nullptr);
 }
 
@@ -205,6 +223,7 @@ void StatusSm::OrvIpv6IntfStatus::handleAddr() {
 void StatusSm::OrvIpv6IntfStatus::handleAddr(const Lumen::Ip6AddrWithMask& a) {
   SM_TRACE("handleAddr", "(" << fwkKey() << ", " << a << ")");
   if (!sm()) return;
+  const auto hint = hintAbout(sm()->ipv6Adapter_, *this);
   announceAddr(sm()->status().ptr(), fwkKey(), a,
                a.address().isLinkLocal() ? &Status::activeAddrChangedInc : nullptr);
 }

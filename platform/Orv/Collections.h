@@ -339,6 +339,9 @@ class CollRange {
   const_iterator cend() const { return map_->cend(); }
   std::size_t size() const { return map_->size(); }
   bool empty() const { return map_->empty(); }
+  // The collection's change counter (see the top of this file): a member
+  // found at one version is still linked under its key while it holds.
+  std::uint64_t version() const { return map_->version(); }
   template <class K>
   bool contains(const K& k) const {
     return map_->find(k) != nullptr;

@@ -5,6 +5,8 @@
 // its notifications.
 #include "IpGenFixture.h"
 
+#include <functional>
+
 #include <ipmodel/IpGen/IpGenIntfSm.h>
 #include <ipmodel/IpGen/IpGenStatusSm.h>
 #include <ipmodel/Orv/Trace.h>
@@ -213,6 +215,125 @@ TEST_F(IpGenStatusSm, TraceLines) {
   EXPECT_EQ(lines, (Lines{"handleInitialized", "handleInitialized(IPv4)",
                           "handleSecondaryAddr(Ethernet1, 10.0.9.1/24)", "handleVrf(red)",
                           "handleIntf(red, Ethernet1)"}));
+}
+
+// Inside its notifications the status machine lets the adapter answer about
+// the announced interface without a lookup. Whatever a consumer does there
+// (replace, remove or add entries, cause a nested announcement), every
+// query must answer what a lookup in the wrapped status answers.
+struct Oracle : IpGen::Status::NotifieeConst {
+  const Ip::Status* status4 = nullptr;
+  const Ip6::Status* status6 = nullptr;
+  std::vector<IntfId> ids;
+  std::function<void()> action;  // run once, at the next activeAddrChanged
+  int checked = 0;
+
+  void onActiveAddrChanged() override {
+    if (auto a = std::exchange(action, nullptr)) a();
+    for (const auto& id : ids) check(id);
+  }
+  void check(const IntfId& id) {
+    ++checked;
+    const IpGen::Status& g = *notifier();
+    if (status4) {
+      auto e = status4->ipIntfStatus(id);
+      EXPECT_EQ(g.intf(id), bool(e)) << id;
+      EXPECT_EQ(g.activeAddr(id),
+                e ? Lumen::IpGenAddrWithMask(e->activeAddrWithMask()) : Lumen::IpGenAddrWithMask())
+          << id;
+      EXPECT_EQ(g.virtualAddr(id), e && e->useVirtualAddr()) << id;
+      EXPECT_EQ(g.unnumberedIntfId(id), e ? e->unnumberedIntfId() : IntfId()) << id;
+      EXPECT_EQ(g.vrf(id), e ? e->l3Status()->vrf() : L3::VrfName()) << id;
+    } else {
+      auto e = status6->intf(id);
+      EXPECT_EQ(g.intf(id), bool(e)) << id;
+      EXPECT_EQ(g.activeAddr(id), e ? Lumen::IpGenAddrWithMask(e->linkLocalAddrWithMask())
+                                    : Lumen::IpGenAddrWithMask())
+          << id;
+    }
+  }
+};
+
+TEST_F(IpGenStatusSm, QueriesInsideAnnouncementsAnswerAsALookupWould) {
+  auto e1 = v4("Ethernet1", "10.0.0.1/24");
+  auto e2 = v4("Ethernet2", "10.0.2.1/24");
+  auto gen = IpGen::ipv4StatusFactory(status4);
+  auto sm = IpGen::statusSmFactory(gen);
+  Oracle o;
+  o.status4 = status4.ptr();
+  o.ids = {IntfId("Ethernet1"), IntfId("Ethernet2"), IntfId("Ethernet3"), IntfId()};
+  o.notifierIs(gen);
+
+  // Plain changes, each interface in turn and again after the collection grew.
+  e1->activeAddrWithMaskIs(IpAddrWithMask("10.0.0.2/24"));
+  e2->activeAddrWithMaskIs(IpAddrWithMask("10.0.2.2/24"));
+  auto e3 = v4("Ethernet3", "10.0.3.1/24");
+  e1->activeAddrWithMaskIs(IpAddrWithMask("10.0.0.3/24"));
+
+  // Another entity takes Ethernet1's place under the same key (an
+  // assignment, which leaves the collection's version where it was).
+  auto otherInput = Ip::Input::statusFactory("other");
+  auto e1b = otherInput->ipIntfStatusIs(IntfId("Ethernet1"), l3->intfStatusIs(IntfId("Ethernet1")));
+  e1b->activeAddrWithMaskIs(IpAddrWithMask("10.1.1.1/24"));
+  e1b->useVirtualAddrIs(true);
+  o.action = [&] { status4->ipIntfStatusIs(e1b); };
+  e1->activeAddrWithMaskIs(IpAddrWithMask("10.0.0.4/24"));
+  EXPECT_TRUE(gen->virtualAddr(IntfId("Ethernet1")));
+
+  // The announced interface leaves, or another one arrives, meanwhile.
+  o.action = [&] { status4->ipIntfStatusDel(IntfId("Ethernet1")); };
+  e1b->activeAddrWithMaskIs(IpAddrWithMask("10.1.1.2/24"));
+  EXPECT_FALSE(gen->intf(IntfId("Ethernet1")));
+  o.action = [&] { v4("Ethernet4"); };
+  e2->activeAddrWithMaskIs(IpAddrWithMask("10.0.2.3/24"));
+
+  // A nested announcement about another interface, then the outer one's
+  // queries again.
+  o.action = [&] { e3->activeAddrWithMaskIs(IpAddrWithMask("10.0.3.2/24")); };
+  e2->activeAddrWithMaskIs(IpAddrWithMask("10.0.2.4/24"));
+  EXPECT_EQ(o.checked, 8 * 4);
+
+  // IPv6: the announced interface's link-local address, and an interface
+  // that leaves meanwhile.
+  auto f1 = v6("Ethernet1", {"fe80::1/64"});
+  v6("Ethernet2", {"fe80::2/64"});
+  auto gen6 = IpGen::ipv6StatusFactory(status6);
+  auto sm6 = IpGen::statusSmFactory(gen6);
+  Oracle o6;
+  o6.status6 = status6.ptr();
+  o6.ids = o.ids;
+  o6.notifierIs(gen6);
+  f1->addrIs(Ip6::AddressInfo(Ip6AddrWithMask("fe80::9/64")));
+  o6.action = [&] { status6->intfDel(IntfId("Ethernet1")); };
+  f1->addrIs(Ip6::AddressInfo(Ip6AddrWithMask("fe80::a/64")));
+  EXPECT_EQ(o6.checked, 2 * 4);
+  o.notifierIs(nullptr);
+  o6.notifierIs(nullptr);
+}
+
+// A consumer may let go of the machine and its adapter inside a
+// notification; the announcement then ends without touching freed memory
+// (the sanitizer build checks that) and nothing is left behind.
+TEST_F(IpGenStatusSm, AConsumerMayDropTheMachineAndAdapterInsideANotification) {
+  auto e1 = v4("Ethernet1", "10.0.0.1/24");
+  struct Dropper : IpGen::Status::NotifieeConst {
+    IpGen::StatusSm::Ptr sm;
+    int heard = 0;
+    void onActiveAddrChanged() override {
+      ++heard;
+      sm = nullptr;
+      notifierIs(nullptr);  // the last reference to the adapter
+    }
+  } d;
+  {
+    auto gen = IpGen::ipv4StatusFactory(status4);
+    d.sm = IpGen::statusSmFactory(gen);
+    d.notifierIs(gen);
+  }
+  e1->activeAddrWithMaskIs(IpAddrWithMask("10.0.0.2/24"));
+  EXPECT_EQ(d.heard, 1);
+  EXPECT_FALSE(e1->hasNotifiees());
+  EXPECT_FALSE(status4->hasNotifiees());
 }
 
 }  // namespace
