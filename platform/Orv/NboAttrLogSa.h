@@ -67,6 +67,26 @@ class IPMODEL_API Peer {
   // An adapter deferred entries because the log was full; call its flush()
   // once the log has drained.
   virtual void deferred(Entity::OrvNboAttrLogSa& sa);
+  // Receiving side: an entity reference was read for attrId of holder (for a
+  // collection member, key is the member's key in log form; null for a
+  // single attribute or a constructor parameter). fullName is empty for a
+  // null reference; resolved tells whether entityRef found the entity. A
+  // peer may remember what did not resolve and apply it when it arrives.
+  virtual void refSeen(Entity& holder, std::uint16_t attrId, const std::uint8_t* key, std::size_t n,
+                       std::string_view typeName, std::string_view fullName, bool resolved);
+};
+
+// The incoming side of an adapter as the generic collection code sees it.
+class IPMODEL_API Receiver {
+ public:
+  // Creates the member that an entry of the instantiating collection attrId
+  // names (its key in a.key, further constructor parameters in a.keys) and
+  // answers it; null when the collection does not create members.
+  virtual Ptr<Entity> newEntityForAttrLog(std::uint16_t attrId, const TypeDesc& memberType,
+                                          AttrArg& a) = 0;
+
+ protected:
+  ~Receiver() = default;
 };
 
 // Outgoing flow state of one adapter: the scalar attributes and collection
@@ -102,19 +122,21 @@ enum : std::uint8_t { syncBegin = 2, syncEnd = 3 };
 
 }  // namespace NboAttrLog
 
-class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
+class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface, public NboAttrLog::Receiver {
  public:
-  enum Flags : std::uint32_t {
-    readOnly = 1,            // the local entity is a proxy: local writes raise
-    remoteWriteAllowed = 2,  // incoming entries may change the entity
-  };
+  // The adapter's notification flags. readOnly: the local entity is a
+  // read-only proxy (the adapter marks it so: local writes raise, entries
+  // applied here pass). remoteWriteAllowed: incoming entries may change it.
+  using Flags = NotifieeConst::Orv_BitSet;
+  static constexpr Flags::Bit readOnly = Flags::readOnly;
+  static constexpr Flags::Bit remoteWriteAllowed = Flags::remoteWriteAllowed;
 
   ~OrvNboAttrLogSa() override;
 
   Entity& entity() const { return *entity_; }
   std::uint32_t identity() const { return identity_; }
-  std::uint32_t flags() const { return flags_; }
-  void flagsIs(std::uint32_t f) { flags_ = f; }
+  Flags flags() const { return flags_; }
+  void flagsIs(Flags f);
   const Ptr<NboAttrLog::Out>& out() const { return out_; }
   NboAttrLog::Peer* peer() const { return peer_; }
   void peerIs(NboAttrLog::Peer* p) { peer_ = p; }
@@ -147,9 +169,14 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   // entry here): the attribute id, then the payload.
   void doHandleAttrTransaction(NboAttrLog::In& in);
   void doHandleAttrDeserialization(std::uint16_t attrId, NboAttrLog::In& in);
+  // Creates a member of an instantiating collection that an entry names,
+  // through the entity's own collection (so it is adopted and notified as
+  // a local creation would be). Every member the log creates comes here.
+  Ptr<Entity> newEntityForAttrLog(std::uint16_t attrId, const TypeDesc& memberType,
+                                  AttrArg& a) override;
 
  protected:
-  OrvNboAttrLogSa(Entity& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
+  OrvNboAttrLogSa(Entity& e, Flags flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
                   const std::uint16_t* syncIds);
 
  private:
@@ -170,7 +197,7 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   NboAttrLog::Peer* peer_ = nullptr;
   NboAttrLog::Out keyScratch_;
   std::uint32_t identity_;
-  std::uint32_t flags_;
+  Flags flags_;
   std::uint16_t receiving_ = 0;  // the attribute being applied from the log
   // Keys of a collection seen since its syncBegin, in log form.
   std::uint16_t syncing_ = 0;
@@ -195,10 +222,10 @@ class NboAttrLogSaAdapterOf : public T::NotifieeConst {
 // the same allocation (a change touches both) and attaches the reactor to e.
 // The reactor is destroyed, and so detached, before the adapter.
 template <class Sa, class A, class T>
-Ptr<Entity::OrvNboAttrLogSa> nboAttrLogSaIs(T& e, std::uint32_t flags, std::uint32_t id,
+Ptr<Entity::OrvNboAttrLogSa> nboAttrLogSaIs(T& e, NotifieeConst::Orv_BitSet flags, std::uint32_t id,
                                             const Ptr<NboAttrLog::Out>& out) {
   struct Joined : Sa {
-    Joined(T& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out)
+    Joined(T& e, NotifieeConst::Orv_BitSet flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out)
         : Sa(e, flags, id, out), inner(this) {}
     A inner;
   };
@@ -213,8 +240,8 @@ Ptr<Entity::OrvNboAttrLogSa> nboAttrLogSaIs(T& e, std::uint32_t flags, std::uint
 template <class T>
 class NboAttrLogSaOf : public Entity::OrvNboAttrLogSa {
  public:
-  NboAttrLogSaOf(T& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
-                 const std::uint16_t* syncIds)
+  NboAttrLogSaOf(T& e, NotifieeConst::Orv_BitSet flags, std::uint32_t id,
+                 const Ptr<NboAttrLog::Out>& out, const std::uint16_t* syncIds)
       : Entity::OrvNboAttrLogSa(e, flags, id, out, syncIds) {}
 };
 

@@ -142,6 +142,9 @@ struct MountGroup::Impl {
     }
     const std::uint32_t id = nextMountId++;
     Entry e{m, id, flags, t->namedIs(m.path())};
+    // A reader's copy refuses local writes from the start, connected or
+    // not; entries from the server still apply.
+    if ((flags & writableFlag) == 0) e.entity->readOnlyProxyIs(true);
     index.emplace(e.entity->fullName(), e.entity);
     auto& entry = mounts.emplace(m.path(), std::move(e)).first->second;
     pathById[id] = m.path();

@@ -16,6 +16,9 @@
 //   wait6 PATH INTF N          -> "seen" when the IPv6 status has interval N
 //   waitmany PATH COUNT ROUNDS -> "seen" when all COUNT statuses show round ROUNDS
 //   get4 PATH INTF             -> "ADDR MSS" or "absent"
+//   l3of PATH INTF             -> "L3NAME vrf VRF" for the IPv4 status's l3Status,
+//                                 "null" while it is unresolved, "absent"
+//   waitl3 PATH INTF           -> what l3of says, once l3Status is resolved
 //   reconnected                -> "connected" once connected and every mount settled
 //   sleepless                  -> "ok" (does not touch the socket: a stalled reader)
 //   quit
@@ -52,6 +55,16 @@ Lumen::IpAddrWithMask roundAddr(unsigned r) {
 }
 
 void answer(const std::string& s) { std::cout << s << std::endl; }
+
+// The layer-3 record an IPv4 status follows, as l3of prints it.
+std::string l3Text(const Orv::Ptr<Statedb::MountGroup>& mg, const std::string& path,
+                   const std::string& name) {
+  auto st = at<Ip::Input::Status>(mg, path);
+  auto s = st ? st->ipIntfStatus(intf(name)) : Orv::Ptr<Ip::IpIntfStatus>();
+  if (!s) return "absent";
+  if (!s->l3Status()) return "null";
+  return s->l3Status()->fullName() + " vrf " + Orv::valueToStrep(s->vrf());
+}
 
 }  // namespace
 
@@ -183,6 +196,15 @@ int main(int argc, char** argv) {
         answer(s ? Orv::valueToStrep(s->activeAddrWithMask()) + " " +
                        std::to_string(s->maxMssEgress())
                  : "absent");
+      } else if (cmd == "l3of" || cmd == "waitl3") {
+        std::string path, name;
+        in >> path >> name;
+        mg->processReady();
+        if (cmd == "waitl3") {
+          mg->waitFor([&] { return l3Text(mg, path, name).find(" vrf ") != std::string::npos; },
+                      timeoutMs);
+        }
+        answer(l3Text(mg, path, name));
       } else if (cmd == "reconnected") {
         const bool ok = mg->waitFor([&] { return mg->connected() && mg->settled(); }, timeoutMs);
         answer(ok ? "connected" : "timeout");

@@ -236,8 +236,8 @@ void Server::mount(Client& c, In& in) {
     return refuse("path " + path + " holds a " + it->second.type + ", not a " + type);
   }
   c.mounts[id] = path;
-  Ptr<Sa> sa =
-      c.session->attach(*it->second.root, id, write ? std::uint32_t(Sa::remoteWriteAllowed) : 0u);
+  Ptr<Sa> sa = c.session->attach(*it->second.root, id,
+                                 write ? Sa::Flags(Sa::remoteWriteAllowed) : Sa::Flags());
   if (opt_.verbose) log("mount " + path + " (" + flags + ") by " + who(c));
   // A reader gets the whole tree first; a writer is the source and sends
   // its own.
