@@ -24,6 +24,8 @@ void Peer::deferred(Entity::OrvNboAttrLogSa&) {}
 void Peer::refSeen(Entity&, std::uint16_t, const std::uint8_t*, std::size_t, std::string_view,
                    std::string_view, bool) {}
 
+MemberFilter::~MemberFilter() = default;
+
 FlowOut::FlowOut(const std::uint16_t* collIds) {
   for (const std::uint16_t* p = collIds; p != nullptr && *p != 0; ++p) colls_.push_back({*p, {}});
 }
@@ -284,6 +286,7 @@ void Entity::OrvNboAttrLogSa::orvAttrChanged(std::uint16_t id) {
 
 void Entity::OrvNboAttrLogSa::memberChanged(std::uint16_t id, const std::uint8_t* key,
                                             std::size_t n) {
+  if (filter_ != nullptr && !filter_->takes(id, key, n)) return;
   checkWritable(id);
   if (!hasRoom()) {
     // Whether the member is there now decides the flag; the entry itself is
@@ -318,7 +321,9 @@ void Entity::OrvNboAttrLogSa::serializeColl(std::uint16_t id) {
   In kin(keys.bytes());
   while (!kin.atEnd()) {
     const std::string k = kin.readString();
-    writeMember(id, reinterpret_cast<const std::uint8_t*>(k.data()), k.size());
+    const auto* kp = reinterpret_cast<const std::uint8_t*>(k.data());
+    if (filter_ != nullptr && !filter_->takes(id, kp, k.size())) continue;
+    writeMember(id, kp, k.size());
   }
   header(id);
   out_->writeU8(NboAttrLog::syncEnd);

@@ -76,6 +76,16 @@ class IPMODEL_API Peer {
                        std::string_view typeName, std::string_view fullName, bool resolved);
 };
 
+// Which members of an adapter's collections go out. An adapter with a
+// filter writes only the members it takes, in changes, removals and
+// resynchronisations alike; the rest are never written.
+class IPMODEL_API MemberFilter {
+ public:
+  virtual ~MemberFilter();
+  // Whether the member under key (in log form) of collection collId goes out.
+  virtual bool takes(std::uint16_t collId, const std::uint8_t* key, std::size_t n) const = 0;
+};
+
 // The incoming side of an adapter as the generic collection code sees it.
 class IPMODEL_API Receiver {
  public:
@@ -141,6 +151,9 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface, public NboAttrL
   NboAttrLog::Peer* peer() const { return peer_; }
   void peerIs(NboAttrLog::Peer* p) { peer_ = p; }
   NboAttrLog::FlowOut& flowOut() const { return *flow_; }
+  // The filter of the members written (null: every member); not owned.
+  const NboAttrLog::MemberFilter* memberFilter() const { return filter_; }
+  void memberFilterIs(const NboAttrLog::MemberFilter* f) { filter_ = f; }
   const std::uint16_t* syncIds() const { return syncIds_; }
   bool hasDeferred() const { return flow_->hasDirtyAttrs() || flow_->hasDirtyCollKeys(); }
 
@@ -195,6 +208,7 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface, public NboAttrL
   std::unique_ptr<NboAttrLog::FlowOut> flow_;
   const std::uint16_t* syncIds_;
   NboAttrLog::Peer* peer_ = nullptr;
+  const NboAttrLog::MemberFilter* filter_ = nullptr;
   NboAttrLog::Out keyScratch_;
   std::uint32_t identity_;
   Flags flags_;

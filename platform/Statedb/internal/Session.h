@@ -2,7 +2,8 @@
 // the server: framing, adapters by identity, flow control.
 //
 // Frames: u32 body length, u8 type, body. Types:
-//   mount        client -> server: u32 mount id, path, type name, flags
+//   mount        client -> server: u32 mount id, path, type name, flags, then
+//                (optional) the filter: u8 filtering, u32 count, names
 //   entries      both ways: attribute-log entries (NboAttrLogSa.h)
 //   mounted      server -> client: u32 mount id; the full state came before
 //   mountFailed  server -> client: u32 mount id, reason
