@@ -208,6 +208,24 @@ void memberApplyFail(AttrArg& a) {
 using NboAttrLog::In;
 using NboAttrLog::Out;
 
+namespace {
+// The attribute an adapter is applying from the log, for a scope: its
+// change is not written back.
+class Receiving {
+ public:
+  Receiving(std::uint16_t& receiving, std::uint16_t id) : r_(receiving), old_(receiving) {
+    r_ = id;
+  }
+  ~Receiving() { r_ = old_; }
+  Receiving(const Receiving&) = delete;
+  Receiving& operator=(const Receiving&) = delete;
+
+ private:
+  std::uint16_t& r_;
+  std::uint16_t old_;
+};
+}  // namespace
+
 Entity::OrvNboAttrLogSa::OrvNboAttrLogSa(Entity& e, Flags flags, std::uint32_t id,
                                          const Ptr<Out>& out, const std::uint16_t* syncIds)
     : entity_(&e),
@@ -416,12 +434,7 @@ void Entity::OrvNboAttrLogSa::doHandleAttrDeserialization(std::uint16_t attrId, 
     throw ReadOnlyProxyException(std::string("remote write of ") + entity_->fwkType().name +
                                  "::" + d->name + " on " + entity_->fullName() + " not allowed");
   }
-  struct Receiving {
-    std::uint16_t& r;
-    std::uint16_t old;
-    ~Receiving() { r = old; }
-  } receiving{receiving_, receiving_};
-  receiving_ = attrId;
+  const Receiving receiving(receiving_, attrId);
   // The entry's own write passes a read-only proxy's mark; what reactors do
   // in reaction does not.
   const OrvWriteLift lift(*entity_);
@@ -448,12 +461,7 @@ Ptr<Entity> Entity::OrvNboAttrLogSa::newEntityForAttrLog(std::uint16_t attrId,
   // exactly as a local creation would be (further parameters from a.keys),
   // as the log's own write: a read-only owner lets it pass, and the change
   // is not written back.
-  struct Receiving {
-    std::uint16_t& r;
-    std::uint16_t old;
-    ~Receiving() { r = old; }
-  } receiving{receiving_, receiving_};
-  receiving_ = attrId;
+  const Receiving receiving(receiving_, attrId);
   {
     const OrvWriteLift lift(*entity_);
     if (entity_->orvAttr(AttrOp::collSet, attrId, a) != 0) return Ptr<Entity>();

@@ -187,6 +187,11 @@ void Session::drop(std::uint32_t identity) {
   if (it == byIdentity_.end()) return;
   Ptr<Sa> sa = it->second;
   const Entity* e = &sa->entity();
+  // The references it still waited for go with it.
+  if (!refsWaiting_.empty()) {
+    refsWaiting_.erase(refsWaiting_.lower_bound(RefPlace{e, 0, std::string()}),
+                       refsWaiting_.lower_bound(RefPlace{e + 1, 0, std::string()}));
+  }
   auto n = names_.find(e);
   if (n != names_.end()) {
     auto x = index_.find(n->second);

@@ -121,6 +121,7 @@ TEST(StatedbSession, ReferencesWaitForTheirTargetsUnlessALaterEntryReplacesThem)
     auto ha = holders->holderIs(a), hb = holders->holderIs(b), hc = holders->holderIs(c);
     auto one = items->itemIs(Lumen::IntfId("one"));
     auto two = items->itemIs(Lumen::IntfId("two"));
+    items->itemIs(Lumen::IntfId("three"))->holderIs(hc);
     one->holderIs(ha);
     one->ordRefsIs(hb);
     one->ordRefsIs(hc);
@@ -131,12 +132,13 @@ TEST(StatedbSession, ReferencesWaitForTheirTargetsUnlessALaterEntryReplacesThem)
     ASSERT_TRUE(rone && rtwo);
     EXPECT_FALSE(rone->holder());
     EXPECT_EQ(rone->ordRefs().size(), 0u);
-    EXPECT_EQ(r.unresolvedRefs(), 4u);
+    EXPECT_EQ(r.unresolvedRefs(), 5u);
 
-    // Before the holders arrive, the source drops one reference and clears
-    // another: neither may come back.
+    // Before the holders arrive, the source drops one reference, clears
+    // another and removes an item that held a third: none may come back.
     one->ordRefsDel(c);
     two->holderIs(Orv::Ptr<Kitchen::Holder>());
+    items->itemDel(Lumen::IntfId("three"));
     deliver();
     EXPECT_EQ(r.unresolvedRefs(), 2u);
 
