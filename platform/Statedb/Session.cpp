@@ -48,8 +48,8 @@ Ptr<Session::Sa> Session::attach(Entity& e, std::uint32_t identity, Sa::Flags fl
   byEntity_[&e] = sa;
   std::string name = e.fullName();
   index_.emplace(name, Ptr<Entity>(&e));
-  if (!refsByTarget_.empty()) resolveRefsTo(name);
-  names_[&e] = std::move(name);
+  names_[&e] = name;
+  if (!refsByTarget_.empty()) resolveRefsTo(name, e);
   return sa;
 }
 
@@ -65,7 +65,7 @@ void Session::refSeen(Entity& holder, std::uint16_t attrId, const std::uint8_t* 
       RefWait{Ptr<Entity>(&holder), std::string(typeName), std::string(fullName)};
 }
 
-void Session::resolveRefsTo(const std::string& name) {
+void Session::resolveRefsTo(const std::string& name, const Entity& target) {
   auto t = refsByTarget_.find(name);
   if (t == refsByTarget_.end()) return;
   const std::vector<RefPlace> places = std::move(t->second);
@@ -75,35 +75,48 @@ void Session::resolveRefsTo(const std::string& name) {
     if (w == refsWaiting_.end() || w->second.fullName != name) continue;  // replaced since
     const RefWait wait = std::move(w->second);
     refsWaiting_.erase(w);
-    const auto& [holderAt, attrId, key] = place;
-    Entity& holder = *wait.holder;
-    // The reference again, as the log sent it: now that its target is in the
-    // index it resolves.
-    Out ref;
-    const Orv::AttrDesc* d = holder.fwkType().attr(attrId);
-    if (d != nullptr && d->category == Orv::AttrCategory::key) {
-      ref.writeString(wait.typeName);
-      ref.writeString(wait.fullName);
-      In in(ref.bytes());
-      Orv::AttrArg arg;
-      arg.in = &in;
-      arg.peer = this;
-      holder.orvAttr(Orv::AttrOp::refBind, attrId, arg);
-      continue;
+    // A reference that named another type than what arrived under its name
+    // stays null, as does one its attribute cannot take (below): the entry
+    // that carried it was accepted long ago, and the one being applied now
+    // is not at fault.
+    if (wait.typeName != target.fwkType().name) continue;
+    try {
+      bindRef(place, wait);
+    } catch (const Orv::Exception&) {
     }
-    auto sa = byEntity_.find(&holder);
-    if (sa == byEntity_.end()) continue;
-    if (!key.empty()) {
-      ref.writeU8(Orv::frame::detail::memberPresent);
-      ref.writeBytes(key.data(), key.size());
-      ref.writeU8(0);  // a reference, not a member its owner creates
-    }
+  }
+}
+
+void Session::bindRef(const RefPlace& place, const RefWait& wait) {
+  const std::uint16_t attrId = std::get<1>(place);
+  const std::string& key = std::get<2>(place);
+  Entity& holder = *wait.holder;
+  // The reference again, as the log sent it: now that its target is in the
+  // index it resolves.
+  Out ref;
+  const Orv::AttrDesc* d = holder.fwkType().attr(attrId);
+  if (d != nullptr && d->category == Orv::AttrCategory::key) {
     ref.writeString(wait.typeName);
     ref.writeString(wait.fullName);
     In in(ref.bytes());
-    Ptr<Sa> keep = sa->second;
-    keep->doHandleAttrDeserialization(attrId, in);
+    Orv::AttrArg arg;
+    arg.in = &in;
+    arg.peer = this;
+    holder.orvAttr(Orv::AttrOp::refBind, attrId, arg);
+    return;
   }
+  auto sa = byEntity_.find(&holder);
+  if (sa == byEntity_.end()) return;
+  if (!key.empty()) {
+    ref.writeU8(Orv::frame::detail::memberPresent);
+    ref.writeBytes(key.data(), key.size());
+    ref.writeU8(0);  // a reference, not a member its owner creates
+  }
+  ref.writeString(wait.typeName);
+  ref.writeString(wait.fullName);
+  In in(ref.bytes());
+  const Ptr<Sa> keep = sa->second;
+  keep->doHandleAttrDeserialization(attrId, in);
 }
 
 void Session::detachAll() {

@@ -103,7 +103,7 @@ class IPMODEL_API Session : public Orv::NboAttrLog::Peer {
   void flushDeferred();
   Sa::Flags inheritedFlags(const Orv::Entity& member) const;
   // Applies the references that waited for the entity named name.
-  void resolveRefsTo(const std::string& name);
+  void resolveRefsTo(const std::string& name, const Orv::Entity& target);
   // Where a member sits: its owner, the owner's attribute and its key.
   static std::string place(const Orv::Entity& owner, const std::string& attr,
                            const std::uint8_t* key, std::size_t n);
@@ -139,6 +139,7 @@ class IPMODEL_API Session : public Orv::NboAttrLog::Peer {
     std::string fullName;
   };
   std::map<RefPlace, RefWait> refsWaiting_;
+  void bindRef(const RefPlace& place, const RefWait& wait);
   std::unordered_map<std::string, std::vector<RefPlace>> refsByTarget_;
 };
 
