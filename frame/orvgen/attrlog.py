@@ -10,7 +10,7 @@ from .writer import render
 
 SA_NESTED = "class OrvNboAttrLogSa;"
 SA_IS_DECL = """\
-Orv::Ptr<Orv::Entity::OrvNboAttrLogSa> orvNboAttrLogSaIs(std::uint32_t flags, std::uint32_t id,
+Orv::Ptr<Orv::Entity::OrvNboAttrLogSa> orvNboAttrLogSaIs(Orv::PtrInterface::NotifieeConst::Orv_BitSet flags, std::uint32_t id,
                                                        const Orv::Ptr<Orv::NboAttrLog::Out>& out) override;"""
 # Named entities are the roots a state database mounts; a hand-written member
 # of the same name (a type with backup support) takes a line's place.
@@ -27,7 +27,7 @@ class IPMODEL_API $name$::OrvNboAttrLogSa : public Orv::NboAttrLogSaOf<$name$> {
   static const std::uint16_t* attrIdsReqSync();
   // The typed log functions of the stored attributes, by attribute identifier.
   static const Orv::NboAttrLog::ApplyTable* applyTable();
-  OrvNboAttrLogSa($name$& e, std::uint32_t flags, std::uint32_t id, const Orv::Ptr<Orv::NboAttrLog::Out>& out)
+  OrvNboAttrLogSa($name$& e, Flags flags, std::uint32_t id, const Orv::Ptr<Orv::NboAttrLog::Out>& out)
       : Orv::NboAttrLogSaOf<$name$>(e, flags, id, out, attrIdsReqSync(), applyTable()) {}
 };"""
 ADAPTER = """\
@@ -45,7 +45,7 @@ const Orv::NboAttrLog::ApplyTable* $qname$::OrvNboAttrLogSa::applyTable() {
   $apply$
 }
 
-Orv::Ptr<Orv::Entity::OrvNboAttrLogSa> $qname$::orvNboAttrLogSaIs(std::uint32_t flags, std::uint32_t id,
+Orv::Ptr<Orv::Entity::OrvNboAttrLogSa> $qname$::orvNboAttrLogSaIs(Orv::PtrInterface::NotifieeConst::Orv_BitSet flags, std::uint32_t id,
     const Orv::Ptr<Orv::NboAttrLog::Out>& out) {
   return Orv::frame::nboAttrLogSaIs<OrvNboAttrLogSa, OrvNboAttrLogSa::OrvNboAttrLogSaAdapter_>(*this, flags, id, out);
 }"""

@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     session.detachAll();
     auto out = Orv::NboAttrLog::Out::outIs();
-    ip4->orvNboAttrLogSaIs(0, 2, out)->serializeAll();
+    ip4->orvNboAttrLogSaIs({}, 2, out)->serializeAll();
   }
   index.clear();
   return 0;

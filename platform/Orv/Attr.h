@@ -32,6 +32,9 @@ enum class AttrOp : std::uint8_t {
   logMember,     // key read from arg.in; arg.out <- that member's entry
   logMemberSet,  // a member entry read from arg.in, applied with xIs or xDel
   logKeys,       // arg.out <- every key's log form, each as a length-prefixed string
+  refBind,       // a key attribute referring to an entity, left null because the
+                 // reference did not resolve when the entity was created, <- the
+                 // reference read from arg.in (nothing when it is bound already)
 };
 
 class Entity;
@@ -41,6 +44,7 @@ namespace NboAttrLog {
 class Out;
 class In;
 class Peer;
+class Receiver;
 }  // namespace NboAttrLog
 
 // A value of any attribute type. It remembers how to print itself, so tools
@@ -99,7 +103,15 @@ class AttrArg {
   NboAttrLog::In* in = nullptr;
   NboAttrLog::Peer* peer = nullptr;
   const Entity* owner = nullptr;  // the entity whose attribute is accessed
-  std::size_t keyEnd = 0;         // logMemberSet: offset in arg.in after the key
+  std::uint16_t attrId = 0;       // log operations: the attribute accessed
+  std::size_t keyBegin = 0;       // logMemberSet: offsets in arg.in of the key
+  std::size_t keyEnd = 0;
+  // logMemberSet: the adapter applying the entry, which creates the members
+  // of instantiating collections (newEntityForAttrLog).
+  NboAttrLog::Receiver* receiver = nullptr;
+  // logMemberSet: type and full name of each further constructor parameter,
+  // as the entry named them.
+  std::vector<std::pair<std::string, std::string>> refs;
 };
 
 }  // namespace Orv

@@ -10,6 +10,8 @@ namespace Orv {
 namespace detail {
 thread_local constinit NotifyCursor* notifyCursorTop __attribute__((tls_model("initial-exec"))) =
     nullptr;
+thread_local constinit const Entity* writeLiftTop __attribute__((tls_model("initial-exec"))) =
+    nullptr;
 }  // namespace detail
 
 NotifieeConst::~NotifieeConst() { unlink(); }
@@ -81,9 +83,20 @@ void Entity::orvNotifyHooked(std::uint16_t id, const MemberKey* key,
 
 Entity::~Entity() { ORV_ASSERT(notifiees_ == nullptr); }
 
-Ptr<Entity::OrvNboAttrLogSa> Entity::orvNboAttrLogSaIs(std::uint32_t, std::uint32_t,
+Ptr<Entity::OrvNboAttrLogSa> Entity::orvNboAttrLogSaIs(NotifieeConst::Orv_BitSet, std::uint32_t,
                                                        const Ptr<NboAttrLog::Out>&) {
   return Ptr<OrvNboAttrLogSa>();
+}
+
+void Entity::orvWriteRefused(std::uint16_t attrId) const {
+  if (detail::writeLiftTop == this) {
+    detail::writeLiftTop = nullptr;  // one write: the entry's own
+    return;
+  }
+  const AttrDesc* a = attrId != 0 ? fwkType().attr(attrId) : nullptr;
+  throw ReadOnlyProxyException(std::string("write of ") + fwkType().name +
+                               (a ? std::string("::") + a->name : std::string()) +
+                               " on read-only proxy " + fullName() + " not allowed");
 }
 
 void Entity::orvRangeFail(const char* message) { throw RangeException(message); }

@@ -45,6 +45,36 @@ struct MemberKey {
 
 class IPMODEL_API NotifieeConst {
  public:
+  // A small set of named flags, such as those of an attribute-log adapter
+  // (readOnly, remoteWriteAllowed). A single flag converts to a set, flags
+  // combine with | and are tested with has().
+  class Orv_BitSet {
+   public:
+    enum Bit : std::uint32_t {
+      readOnly = 1u << 0,            // the entity is a read-only proxy of another process's
+      remoteWriteAllowed = 1u << 1,  // entries from the other side may change the entity
+    };
+    constexpr Orv_BitSet() = default;
+    constexpr Orv_BitSet(Bit b) : bits_(b) {}  // NOLINT: a flag is a set of one
+    static constexpr Orv_BitSet fromBits(std::uint32_t bits) { return Orv_BitSet(bits, 0); }
+
+    constexpr std::uint32_t bits() const { return bits_; }
+    constexpr bool has(Bit b) const { return (bits_ & b) != 0; }
+    constexpr bool empty() const { return bits_ == 0; }
+    constexpr Orv_BitSet with(Orv_BitSet o) const { return fromBits(bits_ | o.bits_); }
+    constexpr Orv_BitSet without(Orv_BitSet o) const { return fromBits(bits_ & ~o.bits_); }
+    friend constexpr Orv_BitSet operator|(Orv_BitSet a, Orv_BitSet b) { return a.with(b); }
+    friend constexpr Orv_BitSet operator|(Bit a, Bit b) { return Orv_BitSet(a).with(b); }
+    friend constexpr Orv_BitSet operator&(Orv_BitSet a, Orv_BitSet b) {
+      return fromBits(a.bits_ & b.bits_);
+    }
+    friend constexpr bool operator==(Orv_BitSet, Orv_BitSet) = default;
+
+   private:
+    constexpr Orv_BitSet(std::uint32_t bits, int) : bits_(bits) {}
+    std::uint32_t bits_ = 0;
+  };
+
   NotifieeConst() = default;
   NotifieeConst(const NotifieeConst&) = delete;
   NotifieeConst& operator=(const NotifieeConst&) = delete;
@@ -175,8 +205,25 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   class OrvNboAttrLogSa;
   // Creates an adapter that writes this entity's changes to out under the
   // identity id and applies incoming entries; null for a type without one.
-  virtual Ptr<OrvNboAttrLogSa> orvNboAttrLogSaIs(std::uint32_t flags, std::uint32_t id,
+  virtual Ptr<OrvNboAttrLogSa> orvNboAttrLogSaIs(NotifieeConst::Orv_BitSet flags, std::uint32_t id,
                                                  const Ptr<NboAttrLog::Out>& out);
+
+  // A read-only proxy (the local copy of an entity another process owns)
+  // refuses local writes: a setter or collection operation that would change
+  // it raises ReadOnlyProxyException before it stores anything. The copy's
+  // attribute-log adapter lifts the mark for each entry it applies
+  // (orvWriteLift).
+  bool readOnlyProxy() const { return readOnlyProxy_; }
+  void readOnlyProxyIs(bool on) { readOnlyProxy_ = on; }
+  // Called by setters and collection operations once they know they would
+  // change the entity; attrId names the attribute for the message (0: the
+  // entity only).
+  void orvWriteCheck(std::uint16_t attrId = 0) const {
+    if (readOnlyProxy_) [[unlikely]]
+      orvWriteRefused(attrId);
+  }
+  // Out of line: passes the one write a lift allows, else throws.
+  void orvWriteRefused(std::uint16_t attrId) const;
 
   virtual bool orvHasAttrLogInterface() const { return false; }
   virtual bool hasBackupSupport() const { return false; }
@@ -244,6 +291,7 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   template <class N, class T, class V>
   void orvSet(T& field, const V& v, void (N::*handler)(), std::uint16_t id) {
     if (field == v) return;
+    orvWriteCheck();
     field = v;
     orvChanged<N>(handler, id);
   }
@@ -254,6 +302,7 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   void orvSetInRange(T& field, const V& v, bool inRange, const char* message, void (N::*handler)(),
                      std::uint16_t id) {
     if (field == v) return;
+    orvWriteCheck();
     field = v;
     if (!inRange) orvRangeFail(message);
     orvChanged<N>(handler, id);
@@ -261,7 +310,7 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   [[noreturn]] static void orvRangeFail(const char* message);
 
  private:
-  friend class NotifieeConst;
+  friend class Orv::NotifieeConst;
 
   // The loop of orvNotifyAll with the hooks offered first, out of line: only
   // entities with an adapter attached take it. call(n, c) runs n's handler.
@@ -294,9 +343,32 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   Entity* parent_ = nullptr;  // not counted: the parent owns the child
   std::uint16_t parentAttrId_ = 0;
   bool notificationActive_ = false;
+  bool readOnlyProxy_ = false;
   // Attached notifiees that override the change hooks (in the padding
-  // after the flag: entities stay the same size).
+  // after the flags: entities stay the same size).
   mutable std::uint8_t hookedNotifiees_ = 0;
+};
+
+namespace detail {
+// The read-only proxy whose next write is the entry an adapter applies.
+IPMODEL_API extern thread_local constinit const Entity* writeLiftTop
+    __attribute__((tls_model("initial-exec")));
+}  // namespace detail
+
+// Lets the next write of a read-only proxy through (once), for the scope of
+// the object: an attribute-log adapter applying an entry from the entity's
+// source. Writes that reactors make in reaction stay refused.
+class OrvWriteLift {
+ public:
+  explicit OrvWriteLift(const Entity& e) : old_(detail::writeLiftTop) {
+    detail::writeLiftTop = e.readOnlyProxy() ? &e : nullptr;
+  }
+  ~OrvWriteLift() { detail::writeLiftTop = old_; }
+  OrvWriteLift(const OrvWriteLift&) = delete;
+  OrvWriteLift& operator=(const OrvWriteLift&) = delete;
+
+ private:
+  const Entity* old_;
 };
 
 // Base of a generated T::NotifieeConst: the notifier, typed as T.

@@ -75,6 +75,11 @@ struct IsOtherPtr<Ptr<E>> : std::bool_constant<!IsPtr<Ptr<E>>::value> {};
 // by the stream's peer.
 IPMODEL_API void refWrite(NboAttrLog::Out& o, const Entity* e);
 IPMODEL_API Ptr<Entity> refRead(NboAttrLog::In& in, NboAttrLog::Peer* peer);
+// refRead for an attribute of a.owner (a.attrId; a collection member when
+// a.keyEnd is set): the peer also learns whether the reference resolved.
+IPMODEL_API Ptr<Entity> refTake(AttrArg& a);
+// Tells the peer that the member under the key just read refers to nothing.
+IPMODEL_API void refGone(AttrArg& a);
 [[noreturn]] IPMODEL_API void refTypeFail(NboAttrLog::In& in, const Entity& e,
                                           const char* expected);
 
@@ -96,7 +101,7 @@ T logTake(AttrArg& a) {
     return T();
   } else if constexpr (IsPtr<T>::value) {
     using E = typename IsPtr<T>::Target;
-    Ptr<Entity> e = refRead(*a.in, a.peer);
+    Ptr<Entity> e = refTake(a);
     if (!e) return T();
     auto* p = dynamic_cast<E*>(e.ptr());
     if (p == nullptr) refTypeFail(*a.in, *e, typeid(E).name());
@@ -116,6 +121,9 @@ enum : std::uint8_t { memberRemoved = 0, memberPresent = 1 };
 IPMODEL_API void ownedMemberWrite(AttrArg& a, Entity& member);
 // Reads the constructor parameters into a.keys; returns the identity.
 IPMODEL_API std::uint32_t ownedMemberRead(AttrArg& a, const TypeDesc& t);
+// Creates the member a.key names through the receiving adapter
+// (newEntityForAttrLog); a bad entry when it cannot.
+IPMODEL_API Ptr<Entity> ownedMemberNew(AttrArg& a, const TypeDesc& t);
 IPMODEL_API void ownedMemberBound(AttrArg& a, std::uint32_t identity, Entity& member);
 IPMODEL_API void memberGone(AttrArg& a, const Entity& member);
 [[noreturn]] IPMODEL_API void memberApplyFail(AttrArg& a);
@@ -151,6 +159,18 @@ int attrGet(AttrOp op, AttrArg& a, const T& v) {
   }
   if (op != AttrOp::get) return 1;
   a.value = v;
+  return 0;
+}
+
+// A key attribute that refers to an entity (a further constructor
+// parameter): get only, except that a reference the log could not resolve
+// when the entity was created is bound once its target arrives (refBind).
+// Binding notifies nobody: key attributes have no handlers.
+template <class P>
+int attrKeyRef(AttrOp op, AttrArg& a, P& v) {
+  if (op != AttrOp::refBind) return attrGet(op, a, static_cast<const P&>(v));
+  P p = detail::logTake<P>(a);
+  if (!v) v = std::move(p);
   return 0;
 }
 
@@ -193,9 +213,12 @@ template <class K, class Get, class Set, class Del>
 int memberApply(AttrArg& a, Get& get, Set& set, Del& del) {
   const std::uint8_t presence = a.in->readU8();
   if (presence > memberPresent) a.in->fail("member presence byte " + std::to_string(presence));
+  a.keyBegin = a.in->offset();
   K k = logTake<K>(a);
   a.keyEnd = a.in->offset();
   if (presence == memberRemoved) {
+    // A reference still waiting for its target under this key is void now.
+    if constexpr (IsPtr<std::decay_t<decltype(get(k))>>::value) refGone(a);
     auto removed = del(k);
     // A member its owner created has no parent once removed: the peer
     // following it may let go of it.
@@ -221,7 +244,7 @@ int memberApply(AttrArg& a, Get& get, Set& set, Del& del) {
       V m = get(k);
       if (!m) {
         a.key = k;
-        if (!set(a)) memberApplyFail(a);
+        ownedMemberNew(a, E::orvType);
         m = get(k);
       }
       ORV_ASSERT(m);
@@ -340,6 +363,42 @@ bool collIs(C& c, const K& k, const V& v, Check&& check) {
 template <class C, class K, class V>
 bool collIs(C& c, const K& k, const V& v) {
   return collIs(c, k, v, [](const V&) {});
+}
+// The same for collection attrId of owner, which refuses the change when it
+// is a read-only proxy (Entity::orvWriteCheck) before anything is stored.
+template <class C, class K, class V, class Check>
+bool collIs(const Entity& owner, std::uint16_t attrId, C& c, const K& k, const V& v,
+            Check&& check) {
+  if (auto* p = c.find(k)) {
+    if (*p == v) return false;
+    owner.orvWriteCheck(attrId);
+    check(*p);
+    *p = v;
+    return true;
+  }
+  owner.orvWriteCheck(attrId);
+  c.insert(k, v);
+  return true;
+}
+template <class C, class K, class V>
+bool collIs(const Entity& owner, std::uint16_t attrId, C& c, const K& k, const V& v) {
+  return collIs(owner, attrId, c, k, v, [](const V&) {});
+}
+
+// A read-only proxy refuses the removal of a member it holds (removing an
+// absent key changes nothing and stays quiet), and any removal of all.
+template <class C, class K>
+void delCheck(const Entity& owner, std::uint16_t attrId, const C& c, const K& k) {
+  if (owner.readOnlyProxy() && c.find(k) != nullptr) owner.orvWriteCheck(attrId);
+}
+// Before a set gains a key.
+template <class C, class K>
+void setCheck(const Entity& owner, std::uint16_t attrId, const C& c, const K& k) {
+  if (owner.readOnlyProxy() && c.find(k) == nullptr) owner.orvWriteCheck(attrId);
+}
+template <class C>
+void delAllCheck(const Entity& owner, std::uint16_t attrId, const C& c) {
+  if (owner.readOnlyProxy() && c.size() != 0) owner.orvWriteCheck(attrId);
 }
 
 // Removes the member under k and returns its value (a set answers whether

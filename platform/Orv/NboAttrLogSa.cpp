@@ -21,6 +21,10 @@ void Peer::memberIn(std::uint32_t, Entity&) {}
 void Peer::memberGone(Entity&) {}
 void Peer::memberRemovedOut(Entity&, std::uint16_t, const std::uint8_t*, std::size_t) {}
 void Peer::deferred(Entity::OrvNboAttrLogSa&) {}
+void Peer::refSeen(Entity&, std::uint16_t, const std::uint8_t*, std::size_t, std::string_view,
+                   std::string_view, bool) {}
+
+MemberFilter::~MemberFilter() = default;
 
 FlowOut::FlowOut(const std::uint16_t* collIds) {
   for (const std::uint16_t* p = collIds; p != nullptr && *p != 0; ++p) colls_.push_back({*p, {}});
@@ -69,10 +73,13 @@ void refWrite(NboAttrLog::Out& o, const Entity* e) {
   o.writeString(e->fullName());
 }
 
-Ptr<Entity> refRead(NboAttrLog::In& in, NboAttrLog::Peer* peer) {
+namespace {
+// refRead that keeps the names it read.
+Ptr<Entity> refRead(NboAttrLog::In& in, NboAttrLog::Peer* peer, std::string& type,
+                    std::string& full) {
   const std::size_t at = in.offset();
-  std::string type = in.readString();
-  std::string full = in.readString();
+  type = in.readString();
+  full = in.readString();
   if (type.empty()) {
     if (!full.empty()) in.fail("entity reference without a type", at);
     return Ptr<Entity>();
@@ -80,6 +87,29 @@ Ptr<Entity> refRead(NboAttrLog::In& in, NboAttrLog::Peer* peer) {
   if (typeNode(type) == nullptr) in.fail("entity reference to unknown type " + type, at);
   if (peer == nullptr) return Ptr<Entity>();
   return peer->entityRef(type, full);
+}
+}  // namespace
+
+Ptr<Entity> refRead(NboAttrLog::In& in, NboAttrLog::Peer* peer) {
+  std::string type, full;
+  return refRead(in, peer, type, full);
+}
+
+Ptr<Entity> refTake(AttrArg& a) {
+  std::string type, full;
+  Ptr<Entity> e = refRead(*a.in, a.peer, type, full);
+  if (a.peer == nullptr || a.owner == nullptr || a.attrId == 0) return e;
+  const bool member = a.keyEnd != 0;
+  a.peer->refSeen(const_cast<Entity&>(*a.owner), a.attrId,
+                  member ? a.in->data() + a.keyBegin : nullptr, member ? a.keyEnd - a.keyBegin : 0,
+                  type, full, e.ptr() != nullptr);
+  return e;
+}
+
+void refGone(AttrArg& a) {
+  if (a.peer == nullptr || a.owner == nullptr || a.attrId == 0) return;
+  a.peer->refSeen(const_cast<Entity&>(*a.owner), a.attrId, a.in->data() + a.keyBegin,
+                  a.keyEnd - a.keyBegin, "", "", false);
 }
 
 void refTypeFail(NboAttrLog::In& in, const Entity& e, const char* expected) {
@@ -134,12 +164,35 @@ std::uint32_t ownedMemberRead(AttrArg& a, const TypeDesc& t) {
   // model's instantiating collections take nothing else.
   ORV_ASSERT(refsOnly);
   a.keys.clear();
-  for (std::uint8_t i = 0; i < n; ++i) a.keys.emplace_back(refRead(*a.in, a.peer));
+  a.refs.clear();
+  for (std::uint8_t i = 0; i < n; ++i) {
+    std::string type, full;
+    a.keys.emplace_back(refRead(*a.in, a.peer, type, full));
+    a.refs.emplace_back(std::move(type), std::move(full));
+  }
   return a.in->readU32();
 }
 
+Ptr<Entity> ownedMemberNew(AttrArg& a, const TypeDesc& t) {
+  if (a.receiver == nullptr) memberApplyFail(a);
+  Ptr<Entity> m = a.receiver->newEntityForAttrLog(a.attrId, t, a);
+  if (!m) memberApplyFail(a);
+  return m;
+}
+
 void ownedMemberBound(AttrArg& a, std::uint32_t identity, Entity& member) {
-  if (a.peer != nullptr && identity != 0) a.peer->memberIn(identity, member);
+  if (a.peer == nullptr) return;
+  if (identity != 0) a.peer->memberIn(identity, member);
+  // The further constructor parameters as the log named them: the peer
+  // learns which of them did not resolve here.
+  std::size_t i = 0;
+  forExtraParams(member.fwkType(), [&](const AttrDesc& d) {
+    if (i >= a.refs.size()) return;
+    const auto& [type, full] = a.refs[i++];
+    AttrArg get;
+    member.orvAttr(AttrOp::get, d.id, get);
+    a.peer->refSeen(member, d.id, nullptr, 0, type, full, get.value.entity() != nullptr);
+  });
 }
 
 void memberGone(AttrArg& a, const Entity& member) {
@@ -155,7 +208,7 @@ void memberApplyFail(AttrArg& a) {
 using NboAttrLog::In;
 using NboAttrLog::Out;
 
-Entity::OrvNboAttrLogSa::OrvNboAttrLogSa(Entity& e, std::uint32_t flags, std::uint32_t id,
+Entity::OrvNboAttrLogSa::OrvNboAttrLogSa(Entity& e, Flags flags, std::uint32_t id,
                                          const Ptr<Out>& out, const std::uint16_t* syncIds,
                                          const NboAttrLog::ApplyTable* apply)
     : entity_(&e),
@@ -164,19 +217,30 @@ Entity::OrvNboAttrLogSa::OrvNboAttrLogSa(Entity& e, std::uint32_t flags, std::ui
       identity_(id),
       flags_(flags),
       flow_(std::make_unique<NboAttrLog::FlowOut>(syncIds)),
-      syncIds_(syncIds) {}
+      syncIds_(syncIds) {
+  if (flags.has(readOnly)) e.readOnlyProxyIs(true);
+}
+
+// The mark stays when the flag goes (or the adapter with it): a copy that
+// lost its source is still not the place to write.
+void Entity::OrvNboAttrLogSa::flagsIs(Flags f) {
+  flags_ = f;
+  if (f.has(readOnly)) entity_->readOnlyProxyIs(true);
+}
 
 Entity::OrvNboAttrLogSa::~OrvNboAttrLogSa() = default;
 
 void Entity::OrvNboAttrLogSa::attrOp(AttrOp op, std::uint16_t id, AttrArg& arg) const {
   arg.peer = peer_;
   arg.owner = entity_.ptr();
+  arg.attrId = id;
+  arg.receiver = const_cast<OrvNboAttrLogSa*>(this);
   const int r = entity_->orvAttr(op, id, arg);
   ORV_ASSERT(r == 0);
 }
 
 void Entity::OrvNboAttrLogSa::checkWritable(std::uint16_t id) const {
-  if ((flags_ & readOnly) == 0) return;
+  if (!flags_.has(readOnly)) return;
   const AttrDesc* d = entity_->fwkType().attr(id);
   throw ReadOnlyProxyException("write of " + std::string(entity_->fwkType().name) +
                                "::" + (d ? d->name : "?") + " on read-only proxy " +
@@ -224,6 +288,7 @@ void Entity::OrvNboAttrLogSa::orvAttrChanged(std::uint16_t id) {
 
 void Entity::OrvNboAttrLogSa::memberChanged(std::uint16_t id, const std::uint8_t* key,
                                             std::size_t n) {
+  if (filter_ != nullptr && !filter_->takes(id, key, n)) return;
   checkWritable(id);
   if (!hasRoom()) {
     // Whether the member is there now decides the flag; the entry itself is
@@ -258,7 +323,9 @@ void Entity::OrvNboAttrLogSa::serializeColl(std::uint16_t id) {
   In kin(keys.bytes());
   while (!kin.atEnd()) {
     const std::string k = kin.readString();
-    writeMember(id, reinterpret_cast<const std::uint8_t*>(k.data()), k.size());
+    const auto* kp = reinterpret_cast<const std::uint8_t*>(k.data());
+    if (filter_ != nullptr && !filter_->takes(id, kp, k.size())) continue;
+    writeMember(id, kp, k.size());
   }
   header(id);
   out_->writeU8(NboAttrLog::syncEnd);
@@ -342,11 +409,14 @@ void Entity::OrvNboAttrLogSa::applyGeneral(std::uint16_t attrId, In& in) {
   if (d == nullptr || d->owner == &entityBaseType) {
     in.fail("unknown attribute id " + std::to_string(attrId) + " of " + entity_->fwkType().name);
   }
-  if ((flags_ & remoteWriteAllowed) == 0) {
+  if (!flags_.has(remoteWriteAllowed)) {
     throw ReadOnlyProxyException(std::string("remote write of ") + entity_->fwkType().name +
                                  "::" + d->name + " on " + entity_->fullName() + " not allowed");
   }
-  Receiving receiving(receiving_, attrId);
+  const Receiving receiving(receiving_, attrId);
+  // The entry's own write passes a read-only proxy's mark; what reactors do
+  // in reaction does not.
+  const OrvWriteLift lift(*entity_);
   switch (d->category) {
     case AttrCategory::stored:
     case AttrCategory::pointer: {
@@ -362,6 +432,27 @@ void Entity::OrvNboAttrLogSa::applyGeneral(std::uint16_t attrId, In& in) {
       in.fail(std::string("attribute ") + d->name + " of " + entity_->fwkType().name +
               " is not written by attribute logs");
   }
+}
+
+Ptr<Entity> Entity::OrvNboAttrLogSa::newEntityForAttrLog(std::uint16_t attrId,
+                                                         const TypeDesc& memberType, AttrArg& a) {
+  // The collection's own xIs: the member is created, adopted and announced
+  // exactly as a local creation would be (further parameters from a.keys),
+  // as the log's own write: a read-only owner lets it pass, and the change
+  // is not written back.
+  const Receiving receiving(receiving_, attrId);
+  {
+    const OrvWriteLift lift(*entity_);
+    if (entity_->orvAttr(AttrOp::collSet, attrId, a) != 0) return Ptr<Entity>();
+  }
+  AttrArg get;
+  get.key = a.key;
+  entity_->orvAttr(AttrOp::collGet, attrId, get);
+  Entity* m = const_cast<Entity*>(get.value.entity());
+  ORV_ASSERT(m != nullptr && &m->fwkType() == &memberType);
+  // A member of a read-only copy is a read-only copy too.
+  if (entity_->readOnlyProxy()) m->readOnlyProxyIs(true);
+  return Ptr<Entity>(m);
 }
 
 void Entity::OrvNboAttrLogSa::applyColl(std::uint16_t id, In& in) {

@@ -69,6 +69,36 @@ class IPMODEL_API Peer {
   // An adapter deferred entries because the log was full; call its flush()
   // once the log has drained.
   virtual void deferred(Entity::OrvNboAttrLogSa& sa);
+  // Receiving side: an entity reference was read for attrId of holder (for a
+  // collection member, key is the member's key in log form; null for a
+  // single attribute or a constructor parameter). fullName is empty for a
+  // null reference; resolved tells whether entityRef found the entity. A
+  // peer may remember what did not resolve and apply it when it arrives.
+  virtual void refSeen(Entity& holder, std::uint16_t attrId, const std::uint8_t* key, std::size_t n,
+                       std::string_view typeName, std::string_view fullName, bool resolved);
+};
+
+// Which members of an adapter's collections go out. An adapter with a
+// filter writes only the members it takes, in changes, removals and
+// resynchronisations alike; the rest are never written.
+class IPMODEL_API MemberFilter {
+ public:
+  virtual ~MemberFilter();
+  // Whether the member under key (in log form) of collection collId goes out.
+  virtual bool takes(std::uint16_t collId, const std::uint8_t* key, std::size_t n) const = 0;
+};
+
+// The incoming side of an adapter as the generic collection code sees it.
+class IPMODEL_API Receiver {
+ public:
+  // Creates the member that an entry of the instantiating collection attrId
+  // names (its key in a.key, further constructor parameters in a.keys) and
+  // answers it; null when the collection does not create members.
+  virtual Ptr<Entity> newEntityForAttrLog(std::uint16_t attrId, const TypeDesc& memberType,
+                                          AttrArg& a) = 0;
+
+ protected:
+  ~Receiver() = default;
 };
 
 // Outgoing flow state of one adapter: the scalar attributes and collection
@@ -126,23 +156,28 @@ enum : std::uint8_t { syncBegin = 2, syncEnd = 3 };
 
 }  // namespace NboAttrLog
 
-class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
+class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface, public NboAttrLog::Receiver {
  public:
-  enum Flags : std::uint32_t {
-    readOnly = 1,            // the local entity is a proxy: local writes raise
-    remoteWriteAllowed = 2,  // incoming entries may change the entity
-  };
+  // The adapter's notification flags. readOnly: the local entity is a
+  // read-only proxy (the adapter marks it so: local writes raise, entries
+  // applied here pass). remoteWriteAllowed: incoming entries may change it.
+  using Flags = NotifieeConst::Orv_BitSet;
+  static constexpr Flags::Bit readOnly = Flags::readOnly;
+  static constexpr Flags::Bit remoteWriteAllowed = Flags::remoteWriteAllowed;
 
   ~OrvNboAttrLogSa() override;
 
   Entity& entity() const { return *entity_; }
   std::uint32_t identity() const { return identity_; }
-  std::uint32_t flags() const { return flags_; }
-  void flagsIs(std::uint32_t f) { flags_ = f; }
+  Flags flags() const { return flags_; }
+  void flagsIs(Flags f);
   const Ptr<NboAttrLog::Out>& out() const { return out_; }
   NboAttrLog::Peer* peer() const { return peer_; }
   void peerIs(NboAttrLog::Peer* p) { peer_ = p; }
   NboAttrLog::FlowOut& flowOut() const { return *flow_; }
+  // The filter of the members written (null: every member); not owned.
+  const NboAttrLog::MemberFilter* memberFilter() const { return filter_; }
+  void memberFilterIs(const NboAttrLog::MemberFilter* f) { filter_ = f; }
   const std::uint16_t* syncIds() const { return syncIds_; }
   bool hasDeferred() const { return flow_->hasDirtyAttrs() || flow_->hasDirtyCollKeys(); }
 
@@ -156,7 +191,7 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   template <class T>
   [[gnu::always_inline]] void orvValueChanged(std::uint16_t id, const T& v) {
     if (receiving_ == id) return;
-    if ((flags_ & readOnly) != 0 || !hasRoom()) [[unlikely]] {
+    if (flags_.has(readOnly) || !hasRoom()) [[unlikely]] {
       orvAttrChanged(id);
       return;
     }
@@ -216,16 +251,24 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   // everything else (and every refusal) takes the general path.
   void doHandleAttrDeserialization(std::uint16_t attrId, NboAttrLog::In& in) {
     const NboAttrLog::LogFns* f = apply_ != nullptr ? apply_->at(attrId) : nullptr;
-    if (f != nullptr && (flags_ & remoteWriteAllowed) != 0) [[likely]] {
+    if (f != nullptr && flags_.has(remoteWriteAllowed)) [[likely]] {
       Receiving r(receiving_, attrId);
+      // The entry's own write passes a read-only proxy's mark; what
+      // reactors do in reaction does not.
+      const OrvWriteLift lift(*entity_);
       f->apply(*entity_, in);
       return;
     }
     applyGeneral(attrId, in);
   }
+  // Creates a member of an instantiating collection that an entry names,
+  // through the entity's own collection (so it is adopted and notified as
+  // a local creation would be). Every member the log creates comes here.
+  Ptr<Entity> newEntityForAttrLog(std::uint16_t attrId, const TypeDesc& memberType,
+                                  AttrArg& a) override;
 
  protected:
-  OrvNboAttrLogSa(Entity& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
+  OrvNboAttrLogSa(Entity& e, Flags flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
                   const std::uint16_t* syncIds, const NboAttrLog::ApplyTable* apply = nullptr);
 
  private:
@@ -257,11 +300,12 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface {
   Ptr<NboAttrLog::Out> out_;
   const NboAttrLog::ApplyTable* apply_;
   std::uint32_t identity_;
-  std::uint32_t flags_;
+  Flags flags_;
   std::uint16_t receiving_ = 0;  // the attribute being applied from the log
   // Keys of a collection seen since its syncBegin, in log form.
   std::uint16_t syncing_ = 0;
   NboAttrLog::Peer* peer_ = nullptr;
+  const NboAttrLog::MemberFilter* filter_ = nullptr;
   std::unique_ptr<NboAttrLog::FlowOut> flow_;
   const std::uint16_t* syncIds_;
   NboAttrLog::Out keyScratch_;
@@ -303,13 +347,13 @@ class NboAttrLogSaAdapterOf : public T::NotifieeConst {
 // the adapter's first members, which so share cache lines. The reactor is
 // attached to e once both are built, and detached before the adapter goes.
 template <class Sa, class A, class T>
-Ptr<Entity::OrvNboAttrLogSa> nboAttrLogSaIs(T& e, std::uint32_t flags, std::uint32_t id,
+Ptr<Entity::OrvNboAttrLogSa> nboAttrLogSaIs(T& e, NotifieeConst::Orv_BitSet flags, std::uint32_t id,
                                             const Ptr<NboAttrLog::Out>& out) {
   struct Inner {
     A inner{nullptr};
   };
   struct Joined : Inner, Sa {
-    Joined(T& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out)
+    Joined(T& e, NotifieeConst::Orv_BitSet flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out)
         : Sa(e, flags, id, out) {
       this->inner.saIs(this);
     }
@@ -331,8 +375,9 @@ void MemberKey::writeOf(NboAttrLog::Out& out, const void* key) {
 template <class T>
 class NboAttrLogSaOf : public Entity::OrvNboAttrLogSa {
  public:
-  NboAttrLogSaOf(T& e, std::uint32_t flags, std::uint32_t id, const Ptr<NboAttrLog::Out>& out,
-                 const std::uint16_t* syncIds, const NboAttrLog::ApplyTable* apply = nullptr)
+  NboAttrLogSaOf(T& e, NotifieeConst::Orv_BitSet flags, std::uint32_t id,
+                 const Ptr<NboAttrLog::Out>& out, const std::uint16_t* syncIds,
+                 const NboAttrLog::ApplyTable* apply = nullptr)
       : Entity::OrvNboAttrLogSa(e, flags, id, out, syncIds, apply) {}
 };
 

@@ -24,8 +24,14 @@ IPMODEL_API extern bool threadSafePtrs;
 inline void threadSafePtrsIs(bool on) { detail::threadSafePtrs = on; }
 inline bool threadSafePtrs() { return detail::threadSafePtrs; }
 
+class NotifieeConst;
+
 class IPMODEL_API PtrInterface {
  public:
+  // The notifiees of counted objects (Entity.h), so that their flag sets
+  // read PtrInterface::NotifieeConst::Orv_BitSet from any counted class.
+  using NotifieeConst = Orv::NotifieeConst;
+
   PtrInterface() = default;
   PtrInterface(const PtrInterface&) : refs_(0) {}
   PtrInterface& operator=(const PtrInterface&) { return *this; }

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstring>
 #include <fcntl.h>
+#include <algorithm>
 #include <map>
 #include <poll.h>
 #include <sys/socket.h>
@@ -30,6 +31,16 @@ constexpr std::size_t clientBudget = 4u << 20;
 // While disconnected, how long a wait sleeps between connection attempts.
 constexpr int reconnectMs = 5;
 }  // namespace
+
+MountFilter::MountFilter(std::vector<std::string> names)
+    : filtering_(true), names_(std::move(names)) {
+  std::sort(names_.begin(), names_.end());
+  names_.erase(std::unique(names_.begin(), names_.end()), names_.end());
+}
+
+bool MountFilter::takes(const std::string& name) const {
+  return !filtering_ || std::binary_search(names_.begin(), names_.end(), name);
+}
 
 std::uint32_t handleFlags(const std::string& flags) {
   std::uint32_t r = 0;
@@ -59,8 +70,8 @@ struct MountGroup::Impl {
   // too, with the directory's other flags.
   class DirFollower : public Orv::Dir::NotifieeConst {
    public:
-    DirFollower(MountGroup::Impl& g, std::string path, std::string flags)
-        : g_(g), path_(std::move(path)), flags_(std::move(flags)) {}
+    DirFollower(MountGroup::Impl& g, std::string path, std::string flags, MountFilter filter)
+        : g_(g), path_(std::move(path)), flags_(std::move(flags)), filter_(std::move(filter)) {}
     void onEntry(const Orv::String& name) override { follow(name); }
     void onEntryorvImmediate() override {
       for (auto it = notifier()->entry().begin(); it != notifier()->entry().end(); ++it)
@@ -72,15 +83,17 @@ struct MountGroup::Impl {
       const std::string type = notifier()->entry(name);
       const std::string child = path_ + "/" + name;
       if (type.empty() || g_.mounts.count(child) != 0 || Orv::typeNode(type) == nullptr) return;
-      g_.mount(Mount(child, type, flags_), handleFlags(flags_));
+      g_.mount(Mount(child, type, flags_), filter_, handleFlags(flags_));
     }
     MountGroup::Impl& g_;
     std::string path_;
     std::string flags_;
+    MountFilter filter_;
   };
 
   struct Entry {
     Mount mount;
+    MountFilter filter;
     std::uint32_t id;
     std::uint32_t flags;
     Ptr<Entity> entity;
@@ -130,18 +143,26 @@ struct MountGroup::Impl {
     body.writeString(e.mount.path());
     body.writeString(e.mount.typeName());
     body.writeString(e.mount.flags());
+    body.writeU8(e.filter.filtering() ? 1 : 0);
+    body.writeU32(static_cast<std::uint32_t>(e.filter.names().size()));
+    for (const std::string& n : e.filter.names()) body.writeString(n);
     session->control(internal::msgMount, body);
   }
 
-  void mount(const Mount& m, std::uint32_t flags) {
+  void mount(const Mount& m, const MountFilter& filter, std::uint32_t flags) {
     if (mounts.count(m.path()) != 0)
       throw Orv::RangeException("path " + m.path() + " is mounted already");
+    if (filter.filtering() && (flags & writableFlag) != 0)
+      throw Orv::RangeException("mount filter on writable mount " + m.path() + " not allowed");
     const Orv::TypeDesc* t = Orv::typeNode(m.typeName());
     if (t == nullptr || t->namedIs == nullptr) {
       throw Orv::RangeException("unknown type name " + m.typeName() + " for mount " + m.path());
     }
     const std::uint32_t id = nextMountId++;
-    Entry e{m, id, flags, t->namedIs(m.path())};
+    Entry e{m, filter, id, flags, t->namedIs(m.path())};
+    // A reader's copy refuses local writes from the start, connected or
+    // not; entries from the server still apply.
+    if ((flags & writableFlag) == 0) e.entity->readOnlyProxyIs(true);
     index.emplace(e.entity->fullName(), e.entity);
     auto& entry = mounts.emplace(m.path(), std::move(e)).first->second;
     pathById[id] = m.path();
@@ -151,7 +172,7 @@ struct MountGroup::Impl {
       for (char c : m.flags()) {
         if (c != 'i') childFlags += c;
       }
-      entry.follower = std::make_shared<DirFollower>(*this, m.path(), childFlags);
+      entry.follower = std::make_shared<DirFollower>(*this, m.path(), childFlags, filter);
       entry.follower->notifierIs(Orv::ptr_cast<const Orv::Dir>(entry.entity));
     }
   }
@@ -224,9 +245,9 @@ Ptr<MountGroup> MountGroup::mountGroupIs(const std::string& socketPath) {
   return Ptr<MountGroup>(new MountGroup(socketPath));
 }
 
-void MountGroup::doMount(const Mount& m, const MountFilter&, std::uint32_t flags) {
+void MountGroup::doMount(const Mount& m, const MountFilter& filter, std::uint32_t flags) {
   const std::uint32_t letters = handleFlags(m.flags());
-  impl_->mount(m, flags == 0 ? letters : flags);
+  impl_->mount(m, filter, flags == 0 ? letters : flags);
 }
 
 Ptr<Entity> MountGroup::entity(const std::string& path) const {

@@ -53,7 +53,7 @@ Session::~Session() {
   if (fd_ >= 0) ::close(fd_);
 }
 
-Ptr<Session::Sa> Session::attach(Entity& e, std::uint32_t identity, std::uint32_t flags) {
+Ptr<Session::Sa> Session::attach(Entity& e, std::uint32_t identity, Sa::Flags flags) {
   auto found = byEntity_.find(&e);
   if (found != byEntity_.end()) {
     // Known already (a resynchronisation or a second mention): rebind the
@@ -71,8 +71,75 @@ Ptr<Session::Sa> Session::attach(Entity& e, std::uint32_t identity, std::uint32_
   byEntity_[&e] = sa;
   std::string name = e.fullName();
   index_.emplace(name, Ptr<Entity>(&e));
-  names_[&e] = std::move(name);
+  names_[&e] = name;
+  if (!refsByTarget_.empty()) resolveRefsTo(name, e);
   return sa;
+}
+
+void Session::refSeen(Entity& holder, std::uint16_t attrId, const std::uint8_t* key, std::size_t n,
+                      std::string_view typeName, std::string_view fullName, bool resolved) {
+  RefPlace place{&holder, attrId, std::string(reinterpret_cast<const char*>(key), n)};
+  if (resolved || fullName.empty()) {
+    if (!refsWaiting_.empty()) refsWaiting_.erase(place);
+    return;
+  }
+  refsByTarget_[std::string(fullName)].push_back(place);
+  refsWaiting_[std::move(place)] =
+      RefWait{Ptr<Entity>(&holder), std::string(typeName), std::string(fullName)};
+}
+
+void Session::resolveRefsTo(const std::string& name, const Entity& target) {
+  auto t = refsByTarget_.find(name);
+  if (t == refsByTarget_.end()) return;
+  const std::vector<RefPlace> places = std::move(t->second);
+  refsByTarget_.erase(t);
+  for (const RefPlace& place : places) {
+    auto w = refsWaiting_.find(place);
+    if (w == refsWaiting_.end() || w->second.fullName != name) continue;  // replaced since
+    const RefWait wait = std::move(w->second);
+    refsWaiting_.erase(w);
+    // A reference that named another type than what arrived under its name
+    // stays null, as does one its attribute cannot take (below): the entry
+    // that carried it was accepted long ago, and the one being applied now
+    // is not at fault.
+    if (wait.typeName != target.fwkType().name) continue;
+    try {
+      bindRef(place, wait);
+    } catch (const Orv::Exception&) {
+    }
+  }
+}
+
+void Session::bindRef(const RefPlace& place, const RefWait& wait) {
+  const std::uint16_t attrId = std::get<1>(place);
+  const std::string& key = std::get<2>(place);
+  Entity& holder = *wait.holder;
+  // The reference again, as the log sent it: now that its target is in the
+  // index it resolves.
+  Out ref;
+  const Orv::AttrDesc* d = holder.fwkType().attr(attrId);
+  if (d != nullptr && d->category == Orv::AttrCategory::key) {
+    ref.writeString(wait.typeName);
+    ref.writeString(wait.fullName);
+    In in(ref.bytes());
+    Orv::AttrArg arg;
+    arg.in = &in;
+    arg.peer = this;
+    holder.orvAttr(Orv::AttrOp::refBind, attrId, arg);
+    return;
+  }
+  auto sa = byEntity_.find(&holder);
+  if (sa == byEntity_.end()) return;
+  if (!key.empty()) {
+    ref.writeU8(Orv::frame::detail::memberPresent);
+    ref.writeBytes(key.data(), key.size());
+    ref.writeU8(0);  // a reference, not a member its owner creates
+  }
+  ref.writeString(wait.typeName);
+  ref.writeString(wait.fullName);
+  In in(ref.bytes());
+  const Ptr<Sa> keep = sa->second;
+  keep->doHandleAttrDeserialization(attrId, in);
 }
 
 void Session::detachAll() {
@@ -82,16 +149,18 @@ void Session::detachAll() {
   deferredSet_.clear();
   byEntity_.clear();
   names_.clear();
+  refsWaiting_.clear();
+  refsByTarget_.clear();
   placesOut_.clear();
   byIdentity_.clear();  // the adapters detach from their entities here
 }
 
-std::uint32_t Session::inheritedFlags(const Entity& member) const {
+Session::Sa::Flags Session::inheritedFlags(const Entity& member) const {
   for (const Entity* p = member.parent(); p != nullptr; p = p->parent()) {
     auto it = byEntity_.find(p);
     if (it != byEntity_.end()) return it->second->flags();
   }
-  return 0;
+  return {};
 }
 
 Ptr<Entity> Session::entityRef(std::string_view, std::string_view fullName) {
@@ -153,6 +222,11 @@ void Session::drop(std::uint32_t identity) {
   Ptr<Sa> sa(byIdentity_.find(identity));
   if (!sa) return;
   const Entity* e = &sa->entity();
+  // The references it still waited for go with it.
+  if (!refsWaiting_.empty()) {
+    refsWaiting_.erase(refsWaiting_.lower_bound(RefPlace{e, 0, std::string()}),
+                       refsWaiting_.lower_bound(RefPlace{e + 1, 0, std::string()}));
+  }
   auto n = names_.find(e);
   if (n != names_.end()) {
     auto x = index_.find(n->second);

@@ -15,7 +15,16 @@
 //      path it lists is mounted too, with the directory's other flags, as
 //      entries appear. Members that an entity's collections create always
 //      travel with their owner.
-// A mount without w is a read-only mount.
+// A mount without w is a read-only mount. A MountFilter narrows what a
+// read-only mount takes to the members it names (see there).
+//
+// References between trees (an IPv4 status's l3Status names a layer-3
+// record) resolve by the referenced entity's full name. A reference whose
+// target is not here yet (its path is mounted later, or its entry comes
+// after) reads null meanwhile, and what follows it reads unset (an IPv4
+// status's vrf() is empty); it is set once the target arrives, with the
+// notification of a stored pointer or collection member (a constructor
+// parameter such as l3Status has no handler, so nothing is notified).
 //
 // The library has no thread of its own: a MountGroup exposes its socket
 // (fd(), with wantsWrite() telling whether to wait for POLLOUT as well) and
@@ -61,14 +70,30 @@ class IPMODEL_API Mount {
   std::string flags_;
 };
 
-// Which entities of a mount to take. MountFilter(false) takes everything.
+// Which members of a mount to take. MountFilter(false) takes everything.
+//
+// A filter of names (such as the interfaces an agent serves) takes, in each
+// collection of the mounted entity that is keyed by a name (an interface
+// identifier, a VRF name, a string), only the members whose key is one of
+// the names; collections keyed by anything else come whole, and so does
+// everything below a member taken. MountFilter(true) alone takes no named
+// member at all. The server applies the filter: members left out never
+// cross the socket, neither in the initial state nor in later changes.
+// A directory mounted with i passes its filter on to the mounts it adds
+// (its own list of entries is not filtered). A writable mount publishes its
+// whole tree, so doMount refuses a filtering filter on one.
 class IPMODEL_API MountFilter {
  public:
   explicit MountFilter(bool filtering) : filtering_(filtering) {}
+  explicit MountFilter(std::vector<std::string> names);
   bool filtering() const { return filtering_; }
+  // The names taken, sorted, without repeats.
+  const std::vector<std::string>& names() const { return names_; }
+  bool takes(const std::string& name) const;
 
  private:
   bool filtering_;
+  std::vector<std::string> names_;
 };
 
 enum class MountState : std::uint8_t { pending, complete, failed };
@@ -82,7 +107,8 @@ class IPMODEL_API MountGroup : public Orv::PtrInterface {
 
   // Adds a mount; its local entity exists at once (entity(path)) and fills
   // as the server answers. Raises Orv::RangeException for an unknown type
-  // name or flag letter, or a path mounted already.
+  // name or flag letter, a path mounted already, or a filtering filter on a
+  // writable mount.
   void doMount(const Mount& m, const MountFilter& filter = MountFilter(false),
                std::uint32_t flags = 0);
 

@@ -3,6 +3,7 @@
 // rules, members created by their owner, and bad bytes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -35,12 +36,12 @@ class Mirror : public Log::Peer {
   bool serializing = false;
 
   Ptr<Sa> send(Entity& e, std::uint32_t id) {
-    Ptr<Sa> sa = e.orvNboAttrLogSaIs(0, id, out);
+    Ptr<Sa> sa = e.orvNboAttrLogSaIs({}, id, out);
     sa->peerIs(this);
     senders.push_back(sa);
     return sa;
   }
-  Ptr<Sa> receive(Entity& e, std::uint32_t id, std::uint32_t flags = Sa::remoteWriteAllowed) {
+  Ptr<Sa> receive(Entity& e, std::uint32_t id, Sa::Flags flags = Sa::remoteWriteAllowed) {
     Ptr<Sa> sa = e.orvNboAttrLogSaIs(flags, id, Log::Out::outIs());
     sa->peerIs(this);
     receivers[id] = sa;
@@ -325,10 +326,155 @@ TEST(AttrLogSa, ReadOnlyProxiesRefuseWritesBothWays) {
 
   // An adapter that does not accept remote writes refuses them.
   auto other = Ip::configFactory("c")->ipIntfConfigIs(IntfId("Ethernet2"));
-  Ptr<Sa> closed = other->orvNboAttrLogSaIs(0, 2, Log::Out::outIs());
+  Ptr<Sa> closed = other->orvNboAttrLogSaIs({}, 2, Log::Out::outIs());
   Log::In again(out.bytes());
   EXPECT_THROW(closed->doHandleAttrTransaction(again), Orv::ReadOnlyProxyException);
   EXPECT_TRUE(other->forwarding());
+}
+
+// Counts every change an item announces.
+struct ItemChanges : Kitchen::Item::NotifieeConst {
+  int n = 0;
+  void onFlag() override { ++n; }
+  void onLimit() override { ++n; }
+  void onSmall() override { ++n; }
+  void onHolder() override { ++n; }
+  void onOrdMap(const IpAddrWithMask&) override { ++n; }
+  void onHashMap(const IntfId&) override { ++n; }
+  void onOrdSet(const IpAddr&) override { ++n; }
+  void onGroups(const IpAddr&) override { ++n; }
+  void onRefs(const IntfId&) override { ++n; }
+};
+
+TEST(AttrLogSa, AReadOnlyProxyRefusesLocalWritesBeforeStoringAnything) {
+  auto root = Kitchen::rootFactory("r");
+  auto item = root->itemIs(IntfId("i"));
+  auto holder = root->holderIs(IntfId("h"));
+  item->ordSetIs(IpAddr("10.0.0.1"));
+  item->hashMapIs(IntfId("a"), "x");
+  ItemChanges changes;
+  changes.notifierIs(item);
+  Ptr<Sa> sa = item->orvNboAttrLogSaIs(Sa::readOnly | Sa::remoteWriteAllowed, 1, Log::Out::outIs());
+  EXPECT_TRUE(sa->flags().has(Sa::readOnly));
+  EXPECT_EQ(sa->flags().without(Sa::readOnly), Sa::Flags(Sa::remoteWriteAllowed));
+  ASSERT_TRUE(item->readOnlyProxy());
+
+  try {
+    item->ordSetIs(IpAddr("10.0.0.2"));
+    ADD_FAILURE() << "a read-only proxy took a new member";
+  } catch (const Orv::ReadOnlyProxyException& e) {
+    EXPECT_STREQ(e.what(),
+                 "write of Kitchen::Item::ordSet on read-only proxy /r/item/i not allowed");
+  }
+  EXPECT_THROW(item->flagIs(false), Orv::ReadOnlyProxyException);
+  EXPECT_THROW(item->smallIs(2000), Orv::ReadOnlyProxyException);  // refused before the range
+  EXPECT_THROW(item->holderIs(holder), Orv::ReadOnlyProxyException);
+  EXPECT_THROW(item->ordMapIs(IpAddrWithMask("10.0.0.1/24"), true), Orv::ReadOnlyProxyException);
+  EXPECT_THROW(item->hashMapIs(IntfId("a"), "y"), Orv::ReadOnlyProxyException);
+  EXPECT_THROW(item->ordSetDel(IpAddr("10.0.0.1")), Orv::ReadOnlyProxyException);
+  EXPECT_THROW(item->hashMapDelAll(), Orv::ReadOnlyProxyException);
+  EXPECT_THROW(item->groupsIs(Kitchen::Group(IpAddr("1.1.1.1"))), Orv::ReadOnlyProxyException);
+  EXPECT_THROW(item->refsIs(holder), Orv::ReadOnlyProxyException);
+  EXPECT_TRUE(item->flag());
+  EXPECT_EQ(item->small(), 5);
+  EXPECT_FALSE(item->holder());
+  EXPECT_EQ(item->ordMap().size(), 0u);
+  EXPECT_EQ(item->hashMap(IntfId("a")), "x");
+  EXPECT_TRUE(item->ordSet(IpAddr("10.0.0.1")));
+  EXPECT_FALSE(item->ordSet(IpAddr("10.0.0.2")));
+  EXPECT_EQ(item->groups().size(), 0u);
+  EXPECT_EQ(item->refs().size(), 0u);
+  EXPECT_EQ(changes.n, 0);
+
+  // What would change nothing stays quiet, as on any entity.
+  EXPECT_NO_THROW(item->flagIs(true));
+  EXPECT_NO_THROW(item->ordSetIs(IpAddr("10.0.0.1")));
+  EXPECT_FALSE(item->ordSetDel(IpAddr("10.0.0.9")));
+  EXPECT_NO_THROW(item->ordMapDelAll());
+
+  // The mark outlives the adapter: a copy cut off from its source is still
+  // not the place to write.
+  sa = nullptr;
+  EXPECT_THROW(item->limitIs(1), Orv::ReadOnlyProxyException);
+  EXPECT_EQ(item->limit(), 10);
+  // An owner marked read-only creates no members, but answers those it has.
+  root->readOnlyProxyIs(true);
+  EXPECT_THROW(root->itemIs(IntfId("j")), Orv::ReadOnlyProxyException);
+  EXPECT_EQ(root->itemIs(IntfId("i")), item);
+  EXPECT_FALSE(root->item(IntfId("j")));
+}
+
+// On an entry from the source, tries to change another attribute of the
+// same read-only copy.
+struct WritesBack : Kitchen::Item::Notifiee {
+  int refused = 0;
+  void onFlag() override {
+    try {
+      notifier()->limitIs(99);
+    } catch (const Orv::ReadOnlyProxyException&) {
+      ++refused;
+    }
+  }
+};
+
+TEST(AttrLogSa, EntriesFromTheSourceApplyToAReadOnlyProxyButReactorsCannotWriteBack) {
+  auto src = Kitchen::rootFactory("r");
+  auto dst = Kitchen::rootFactory("r");
+  Mirror m;
+  m.receive(*dst, 1, Sa::readOnly | Sa::remoteWriteAllowed);
+  Ptr<Sa> sa = m.send(*src, 1);
+  auto item = src->itemIs(IntfId("i"));
+  item->ordSetIs(IpAddr("10.0.0.1"));
+  m.deliver();  // the member is created through the read-only owner
+  auto copy = dst->item(IntfId("i"));
+  ASSERT_TRUE(copy);
+  EXPECT_TRUE(dst->readOnlyProxy());
+  EXPECT_TRUE(copy->readOnlyProxy());  // created in a read-only copy
+  EXPECT_TRUE(copy->ordSet(IpAddr("10.0.0.1")));
+
+  WritesBack back;
+  back.notifierIs(copy);
+  ItemChanges changes;
+  changes.notifierIs(copy);
+  item->flagIs(false);
+  item->ordSetDel(IpAddr("10.0.0.1"));
+  m.deliver();
+  EXPECT_FALSE(copy->flag());
+  EXPECT_FALSE(copy->ordSet(IpAddr("10.0.0.1")));
+  EXPECT_EQ(changes.n, 2);
+  EXPECT_EQ(back.refused, 1);  // the entry's write passed; the reactor's did not
+  EXPECT_EQ(copy->limit(), 10);
+  EXPECT_THROW(copy->flagIs(true), Orv::ReadOnlyProxyException);
+  m.receivers.clear();
+}
+
+TEST(AttrLogSa, NewEntityForAttrLogCreatesMembersThroughTheOwnersCollection) {
+  auto dst = Kitchen::rootFactory("r");
+  auto holder = dst->holderIs(IntfId("h"));
+  Ptr<Sa> sa = dst->orvNboAttrLogSaIs(Sa::readOnly | Sa::remoteWriteAllowed, 1, Log::Out::outIs());
+  struct Added : Kitchen::Root::NotifieeConst {
+    std::vector<std::string> keys;
+    void onLeaf(const IntfId& k) override { keys.push_back(k.stringValue()); }
+  } added;
+  added.notifierIs(dst);
+  Orv::AttrArg a;
+  a.key = IntfId("l1");
+  a.keys.emplace_back(Ptr<Entity>(holder));
+  // The hook creates as the log does: through a read-only owner.
+  Ptr<Entity> leaf =
+      sa->newEntityForAttrLog(Kitchen::Root::orvType.attr("leaf")->id, Kitchen::Leaf::orvType, a);
+  ASSERT_TRUE(leaf);
+  EXPECT_EQ(leaf, Ptr<Entity>(dst->leaf(IntfId("l1"))));
+  EXPECT_EQ(leaf->parent(), dst.ptr());
+  EXPECT_EQ(dst->leaf(IntfId("l1"))->owner(), holder);
+  EXPECT_EQ(added.keys, std::vector<std::string>({"l1"}));
+  EXPECT_TRUE(leaf->readOnlyProxy());
+  EXPECT_THROW(dst->leafIs(IntfId("l2"), holder), Orv::ReadOnlyProxyException);
+  // A collection that creates nothing answers null.
+  Orv::AttrArg none;
+  none.key = IpAddr("1.1.1.1");
+  EXPECT_FALSE(sa->newEntityForAttrLog(Kitchen::Root::orvType.attr("count")->id,
+                                       Kitchen::Leaf::orvType, none));
 }
 
 TEST(AttrLogSa, MembersCreatedByTheirOwnerAreCreatedOnTheReplica) {
@@ -431,19 +577,23 @@ TEST(AttrLogSa, BadBytesRaiseAndLeaveTheEntityAlone) {
 }
 
 TEST(AttrLogSa, EveryNamedContainerHasAnAttributeLogInterface) {
-  std::vector<Ptr<Entity>> named = {
-      Ip::configFactory("a"),          Ip::statusFactory("b"),
-      Ip::Input::statusFactory("c"),   Ip::ipInputStatusDirFactory("d"),
-      Ip::ipConfigErrorFactory("e"),   Ip::multicastGroupsForApplicationsFactory("f"),
-      L3::Intf::statusDirFactory("g"), L3::Intf::Input::statusDirFactory("h"),
-  };
-  for (auto& e : named) {
-    EXPECT_TRUE(e->orvHasAttrLogInterface()) << e->fwkType().name;
-    EXPECT_FALSE(e->hasBackupSupport()) << e->fwkType().name;
+  // Every named type the library registers, units added later included:
+  // named types are what a state database mounts. Types that restore
+  // themselves from a backup say so by hand.
+  const std::vector<std::string> withBackup = {"Ira::VrfToIntfMap"};
+  std::size_t named = 0;
+  for (const Orv::TypeDesc* t : Orv::typeNodes()) {
+    if (t->namedIs == nullptr) continue;
+    Ptr<Entity> e = t->namedIs("n");
+    ++named;
+    EXPECT_TRUE(e->orvHasAttrLogInterface()) << t->name;
+    const bool backup = std::count(withBackup.begin(), withBackup.end(), t->name) != 0;
+    EXPECT_EQ(e->hasBackupSupport(), backup) << t->name;
   }
+  EXPECT_GE(named, 20u);
   auto keyed = Ip::configFactory("a")->ipIntfConfigIs(IntfId("e"));
   EXPECT_FALSE(keyed->orvHasAttrLogInterface());
-  EXPECT_TRUE(keyed->orvNboAttrLogSaIs(0, 1, Log::Out::outIs()));
+  EXPECT_TRUE(keyed->orvNboAttrLogSaIs({}, 1, Log::Out::outIs()));
 }
 
 }  // namespace

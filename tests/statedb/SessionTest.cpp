@@ -7,6 +7,7 @@
 
 #include <ipmodel/Statedb/internal/Session.h>
 #include <ipmodel/ipmodel.h>
+#include <ipmodel/test/Kitchen.h>
 
 namespace {
 
@@ -24,7 +25,7 @@ TEST(StatedbSession, IdentitiesFindTheirAdaptersInEveryRange) {
   std::vector<Orv::Ptr<Sa>> sas;
   auto sa = [&](std::uint32_t id) {
     const Lumen::IntfId name("Ethernet" + std::to_string(sas.size()));
-    sas.push_back(ip4->ipIntfStatusIs(name, l3->intfStatusIs(name))->orvNboAttrLogSaIs(0, id, out));
+    sas.push_back(ip4->ipIntfStatusIs(name, l3->intfStatusIs(name))->orvNboAttrLogSaIs({}, id, out));
     return sas.back();
   };
   Statedb::internal::IdentityTable t;
@@ -125,6 +126,75 @@ TEST(StatedbSession, AResynchronisationKeepsMembersWhoseReferencesDidNotResolve)
     root->serializeAll();
     EXPECT_NO_THROW(deliver());
     EXPECT_EQ(rip4->ipIntfStatus(eth)->maxMssEgress(), 1400);
+    // Meanwhile what follows the reference reads as unset.
+    EXPECT_EQ(rip4->ipIntfStatus(eth)->vrf(), L3::VrfName());
+    EXPECT_EQ(r.unresolvedRefs(), 1u);
+
+    // The layer-3 tree comes later: the waiting reference resolves.
+    auto rl3 = L3::Intf::Input::statusDirFactory("l3");
+    r.attach(*rl3, 1, Sa::remoteWriteAllowed | Sa::readOnly);
+    w.attach(*l3, 1, Sa::remoteWriteAllowed)->serializeAll();
+    deliver();
+    ASSERT_TRUE(rl3->intfStatus(eth));
+    EXPECT_EQ(rip4->ipIntfStatus(eth)->l3Status(), rl3->intfStatus(eth));
+    EXPECT_EQ(rip4->ipIntfStatus(eth)->vrf(), L3::VrfName("default"));
+    EXPECT_EQ(r.unresolvedRefs(), 0u);
+  }
+  wIndex.clear();
+  rIndex.clear();
+}
+
+// Stored pointers and pointer collections wait for their targets as
+// constructor parameters do; a later entry for the same place wins.
+TEST(StatedbSession, ReferencesWaitForTheirTargetsUnlessALaterEntryReplacesThem) {
+  Statedb::internal::Index wIndex, rIndex;
+  {
+    Session w(-1, wIndex, Statedb::internal::clientFirstIdentity, std::size_t(1) << 30);
+    Session r(-1, rIndex, Statedb::internal::serverFirstIdentity, std::size_t(1) << 30);
+    auto items = Kitchen::rootFactory("items");
+    auto holders = Kitchen::rootFactory("holders");
+    auto ritems = Kitchen::rootFactory("items");
+    r.attach(*ritems, 1, Sa::remoteWriteAllowed | Sa::readOnly);
+    w.attach(*items, 1, Sa::remoteWriteAllowed);
+    auto deliver = [&] {
+      Orv::NboAttrLog::In in(w.stage()->bytes());
+      r.applyEntries(in, [](const std::string&) {});
+      w.stage()->drain();
+    };
+    const Lumen::IntfId a("a"), b("b"), c("c");
+    auto ha = holders->holderIs(a), hb = holders->holderIs(b), hc = holders->holderIs(c);
+    auto one = items->itemIs(Lumen::IntfId("one"));
+    auto two = items->itemIs(Lumen::IntfId("two"));
+    items->itemIs(Lumen::IntfId("three"))->holderIs(hc);
+    one->holderIs(ha);
+    one->ordRefsIs(hb);
+    one->ordRefsIs(hc);
+    two->holderIs(hb);
+    deliver();
+    auto rone = ritems->item(Lumen::IntfId("one"));
+    auto rtwo = ritems->item(Lumen::IntfId("two"));
+    ASSERT_TRUE(rone && rtwo);
+    EXPECT_FALSE(rone->holder());
+    EXPECT_EQ(rone->ordRefs().size(), 0u);
+    EXPECT_EQ(r.unresolvedRefs(), 5u);
+
+    // Before the holders arrive, the source drops one reference, clears
+    // another and removes an item that held a third: none may come back.
+    one->ordRefsDel(c);
+    two->holderIs(Orv::Ptr<Kitchen::Holder>());
+    items->itemDel(Lumen::IntfId("three"));
+    deliver();
+    EXPECT_EQ(r.unresolvedRefs(), 2u);
+
+    auto rholders = Kitchen::rootFactory("holders");
+    r.attach(*rholders, 2, Sa::remoteWriteAllowed | Sa::readOnly);
+    w.attach(*holders, 2, Sa::remoteWriteAllowed)->serializeAll();
+    deliver();
+    EXPECT_EQ(rone->holder(), rholders->holder(a));
+    ASSERT_EQ(rone->ordRefs().size(), 1u);
+    EXPECT_EQ(rone->ordRefs(b), rholders->holder(b));
+    EXPECT_FALSE(rtwo->holder());
+    EXPECT_EQ(r.unresolvedRefs(), 0u);
   }
   wIndex.clear();
   rIndex.clear();

@@ -185,11 +185,44 @@ TEST_F(Statedb, AReadOnlyReaderCannotWrite) {
   publish4(*w, "ip4", "Ethernet1", "l3", "10.0.0.1/24");
   auto r = reader();
   EXPECT_EQ(r->ask("wait4 ip4 Ethernet1 10.0.0.1/24"), "seen");
-  EXPECT_EQ(r->ask("mss4 ip4 Ethernet1 1400").rfind("readonly: ", 0), 0u);
+  EXPECT_EQ(r->ask("mss4 ip4 Ethernet1 1400"),
+            "readonly: write of Ip::IpIntfStatus on read-only proxy /ip4/ipIntfStatus/Ethernet1 "
+            "not allowed");
+  EXPECT_EQ(r->ask("get4 ip4 Ethernet1"), "10.0.0.1/24 0");  // refused before it was stored
   // The writer's value stands everywhere else.
   auto other = reader();
   EXPECT_EQ(other->ask("wait4 ip4 Ethernet1 10.0.0.1/24"), "seen");
   EXPECT_EQ(other->ask("get4 ip4 Ethernet1"), "10.0.0.1/24 0");
+
+  // Cut off from the server, the copy still refuses; once the server is
+  // back, the writer's changes apply to it again.
+  server_->signal(SIGTERM);
+  EXPECT_EQ(server_->wait(), 0);
+  EXPECT_EQ(r->ask("mss4 ip4 Ethernet1 1400").rfind("readonly: ", 0), 0u);
+  EXPECT_EQ(r->ask("ip4 ip4 Ethernet9 l3 10.9.9.9/24").rfind("readonly: ", 0), 0u);
+  EXPECT_EQ(r->ask("get4 ip4 Ethernet1"), "10.0.0.1/24 0");
+  EXPECT_EQ(r->ask("get4 ip4 Ethernet9"), "absent");
+  startServer();
+  EXPECT_EQ(w->ask("reconnected"), "connected");
+  publish4(*w, "ip4", "Ethernet1", "l3", "10.0.0.2/24");
+  EXPECT_EQ(r->ask("wait4 ip4 Ethernet1 10.0.0.2/24"), "seen");
+  EXPECT_EQ(r->ask("get4 ip4 Ethernet1"), "10.0.0.2/24 0");
+}
+
+TEST_F(Statedb, AReferenceResolvesWhenItsTargetIsMountedLater) {
+  startServer();
+  auto w = writer();
+  publish4(*w, "ip4", "Ethernet1", "l3", "10.0.0.1/24");
+  auto r = client();
+  EXPECT_EQ(r->ask("mount ip4 Ip::Input::Status r"), "mounted ip4");
+  EXPECT_EQ(r->ask("wait4 ip4 Ethernet1 10.0.0.1/24"), "seen");
+  EXPECT_EQ(r->ask("l3of ip4 Ethernet1"), "null");  // the layer-3 tree is not here yet
+  EXPECT_EQ(r->ask("mount l3 L3::Intf::Input::StatusDir r"), "mounted l3");
+  EXPECT_EQ(r->ask("waitl3 ip4 Ethernet1"), "/l3/intfStatus/Ethernet1 vrf default");
+  // A status that arrives after its layer-3 record resolves at once.
+  publish4(*w, "ip4", "Ethernet2", "l3", "10.0.0.2/24");
+  EXPECT_EQ(r->ask("wait4 ip4 Ethernet2 10.0.0.2/24"), "seen");
+  EXPECT_EQ(r->ask("l3of ip4 Ethernet2"), "/l3/intfStatus/Ethernet2 vrf default");
 }
 
 TEST_F(Statedb, KilledAndGarbageSpeakingPeersHarmNobody) {
@@ -284,6 +317,40 @@ TEST_F(Statedb, ADirectoryMountedWithIBringsWhatItLists) {
   publish4(*b, "ip/input/status/agent2", "Ethernet7", "l3b", "10.7.0.1/24");
   EXPECT_EQ(r->ask("wait4 ip/input/status/agent2 Ethernet7 10.7.0.1/24"), "seen");
   EXPECT_EQ(r->ask("mss4 ip/input/status/agent2 Ethernet7 9").rfind("readonly: ", 0), 0u);
+}
+
+TEST_F(Statedb, AFilteredMountTakesOnlyTheNamedMembers) {
+  startServer();
+  auto w = writer();
+  for (const char* intf : {"Ethernet1", "Ethernet2", "Ethernet3"})
+    EXPECT_EQ(w->ask(std::string("ip4 ip4 ") + intf + " l3 10.0.0.1/24"), "ok");
+  EXPECT_EQ(w->ask("flush"), "flushed");
+  auto r = client();
+  EXPECT_EQ(r->ask("mountf ip4 Ip::Input::Status r Ethernet1,Ethernet3"), "mounted ip4");
+  EXPECT_EQ(r->ask("mountf l3 L3::Intf::Input::StatusDir r Ethernet3"), "mounted l3");
+  EXPECT_EQ(r->ask("count4 ip4"), "2");
+  EXPECT_EQ(r->ask("get4 ip4 Ethernet2"), "absent");
+  EXPECT_EQ(r->ask("l3of ip4 Ethernet3"), "/l3/intfStatus/Ethernet3 vrf default");
+  EXPECT_EQ(r->ask("l3of ip4 Ethernet1"), "null");  // its layer-3 record was left out
+
+  // Later changes pass the same filter: the status of a name left out
+  // neither changes nor appears, and a removal of one is not sent.
+  EXPECT_EQ(w->ask("ip4 ip4 Ethernet2 l3 10.0.0.2/24"), "ok");
+  EXPECT_EQ(w->ask("ip4 ip4 Ethernet4 l3 10.0.0.4/24"), "ok");
+  EXPECT_EQ(w->ask("ip4 ip4 Ethernet3 l3 10.0.0.3/24"), "ok");
+  EXPECT_EQ(w->ask("flush"), "flushed");
+  EXPECT_EQ(r->ask("wait4 ip4 Ethernet3 10.0.0.3/24"), "seen");
+  EXPECT_EQ(r->ask("count4 ip4"), "2");
+  // An unfiltered reader of the same path still gets everything.
+  auto all = client();
+  EXPECT_EQ(all->ask("mount ip4 Ip::Input::Status r"), "mounted ip4");
+  EXPECT_EQ(all->ask("wait4 ip4 Ethernet4 10.0.0.4/24"), "seen");
+  EXPECT_EQ(all->ask("count4 ip4"), "4");
+
+  // A writer publishes its whole tree: no filter there.
+  auto c = client();
+  EXPECT_EQ(c->ask("mountf ip4b Ip::Input::Status w Ethernet1"),
+            "error: mount filter on writable mount ip4b not allowed");
 }
 
 TEST_F(Statedb, RefusedMountsSayWhy) {

@@ -3,6 +3,9 @@
 // one line on standard output.
 //
 //   mount PATH TYPE FLAGS      -> "mounted PATH" | "failed PATH: REASON" | "timeout"
+//   mountf PATH TYPE FLAGS NAMES
+//                              the same, taking only the members named in NAMES
+//                              (comma-separated; "-" for none)
 //   l3 PATH INTF               create an L3 status in the L3 input directory at PATH
 //   ip4 PATH INTF L3PATH ADDR  create/update an IPv4 status, bound to INTF's L3 status
 //   ip6 PATH INTF L3PATH N     create/update an IPv6 status; nsRetransmitInterval N
@@ -16,6 +19,10 @@
 //   wait6 PATH INTF N          -> "seen" when the IPv6 status has interval N
 //   waitmany PATH COUNT ROUNDS -> "seen" when all COUNT statuses show round ROUNDS
 //   get4 PATH INTF             -> "ADDR MSS" or "absent"
+//   count4 PATH                -> the number of IPv4 statuses at PATH
+//   l3of PATH INTF             -> "L3NAME vrf VRF" for the IPv4 status's l3Status,
+//                                 "null" while it is unresolved, "absent"
+//   waitl3 PATH INTF           -> what l3of says, once l3Status is resolved
 //   reconnected                -> "connected" once connected and every mount settled
 //   sleepless                  -> "ok" (does not touch the socket: a stalled reader)
 //   quit
@@ -25,6 +32,7 @@
 #include <sstream>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 #include <ipmodel/ipmodel.h>
 
@@ -53,6 +61,16 @@ Lumen::IpAddrWithMask roundAddr(unsigned r) {
 
 void answer(const std::string& s) { std::cout << s << std::endl; }
 
+// The layer-3 record an IPv4 status follows, as l3of prints it.
+std::string l3Text(const Orv::Ptr<Statedb::MountGroup>& mg, const std::string& path,
+                   const std::string& name) {
+  auto st = at<Ip::Input::Status>(mg, path);
+  auto s = st ? st->ipIntfStatus(intf(name)) : Orv::Ptr<Ip::IpIntfStatus>();
+  if (!s) return "absent";
+  if (!s->l3Status()) return "null";
+  return s->l3Status()->fullName() + " vrf " + Orv::valueToStrep(s->vrf());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -76,11 +94,17 @@ int main(int argc, char** argv) {
     std::string cmd;
     in >> cmd;
     try {
-      if (cmd == "mount") {
-        std::string path, type, flags;
-        in >> path >> type >> flags;
-        mg->doMount(Statedb::Mount(path, type, flags), Statedb::MountFilter(false),
-                    Statedb::handleFlags(flags));
+      if (cmd == "mount" || cmd == "mountf") {
+        std::string path, type, flags, list;
+        in >> path >> type >> flags >> list;
+        Statedb::MountFilter filter(false);
+        if (cmd == "mountf") {
+          std::vector<std::string> names;
+          std::istringstream items(list == "-" ? "" : list);
+          for (std::string n; std::getline(items, n, ',');) names.push_back(n);
+          filter = Statedb::MountFilter(names);
+        }
+        mg->doMount(Statedb::Mount(path, type, flags), filter, Statedb::handleFlags(flags));
         if (!mg->waitFor([&] { return mg->state(path) != Statedb::MountState::pending; },
                          timeoutMs)) {
           answer("timeout");
@@ -183,6 +207,21 @@ int main(int argc, char** argv) {
         answer(s ? Orv::valueToStrep(s->activeAddrWithMask()) + " " +
                        std::to_string(s->maxMssEgress())
                  : "absent");
+      } else if (cmd == "count4") {
+        std::string path;
+        in >> path;
+        mg->processReady();
+        auto st = at<Ip::Input::Status>(mg, path);
+        answer(st ? std::to_string(st->ipIntfStatus().size()) : "absent");
+      } else if (cmd == "l3of" || cmd == "waitl3") {
+        std::string path, name;
+        in >> path >> name;
+        mg->processReady();
+        if (cmd == "waitl3") {
+          mg->waitFor([&] { return l3Text(mg, path, name).find(" vrf ") != std::string::npos; },
+                      timeoutMs);
+        }
+        answer(l3Text(mg, path, name));
       } else if (cmd == "reconnected") {
         const bool ok = mg->waitFor([&] { return mg->connected() && mg->settled(); }, timeoutMs);
         answer(ok ? "connected" : "timeout");

@@ -10,7 +10,7 @@ DEF = """\
 // $line$
 void $owner$::$setter$($value$ v) {
   const $keytype$ k = v.$by$();
-  if (Orv::frame::collIs($member$, k, v)) $notify$(k);
+  if (Orv::frame::collIs(*this, $id$, $member$, k, v)) $notify$(k);
 }"""
 SET = "$setter$(a.value.as<$valuetype$>()); return true;"
 
@@ -22,7 +22,7 @@ class Emitter(Collection):
         c = a.coll
         return (
             render(DECL, setter=N.setter(a.name), value=N.param(c.value)),
-            render(DEF, line=a.line, owner=o.qname, setter=N.setter(a.name), value=N.param(c.value),
+            render(DEF, line=a.line, id=str(a.id), owner=o.qname, setter=N.setter(a.name), value=N.param(c.value),
                    keytype=N.cpp(c.key), by=c.by, member=N.member(a.name), notify=N.notify(a.name)),
             render(SET, setter=N.setter(a.name), valuetype=N.cpp(c.value)),
         )

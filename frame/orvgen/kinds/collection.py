@@ -26,8 +26,8 @@ FIND_IN_CLASS = "auto* p = $member$.find(k); return p ? *p : $ret$();"
 NOTIFY = "void $notify$($key$ k) const { orvNotifyMember<NotifieeConst>($id$, k, &NotifieeConst::$handler$); }"
 DEL_DECL = "$ret$ $del_$($key$ k);"
 DEL_ALL_DECL = "void $delall$();"
-DEL = "$ret$ $owner$::$del_$($key$ k) { return Orv::frame::$owned$Del($member$, k, [&] { $notify$(k); }); }"
-DEL_ALL = "void $owner$::$delall$() { Orv::frame::$owned$DelAll(*this, $member$, [&]($key$ k) { $notify$(k); }); }"
+DEL = "$ret$ $owner$::$del_$($key$ k) { Orv::frame::delCheck(*this, $id$, $member$, k); return Orv::frame::$owned$Del($member$, k, [&] { $notify$(k); }); }"
+DEL_ALL = "void $owner$::$delall$() { Orv::frame::delAllCheck(*this, $id$, $member$); Orv::frame::$owned$DelAll(*this, $member$, [&]($key$ k) { $notify$(k); }); }"
 DISPATCH = """\
 case $id$:
   return Orv::frame::attrColl<$keytype$>(
@@ -70,7 +70,7 @@ class Collection:
         del_ret = self.del_ret or mt
         s.public.append(render(DEL_DECL, ret=del_ret, del_=N.deleter(a.name), key=kp))
         s.public.append(render(DEL_ALL_DECL, delall=N.delete_all(a.name)))
-        common = dict(owner=o.qname, member=m, notify=N.notify(a.name), owned=self.owned)
+        common = dict(owner=o.qname, id=str(a.id), member=m, notify=N.notify(a.name), owned=self.owned)
         s.source.append(render(DEL, ret=del_ret, del_=N.deleter(a.name), key=kp, **common))
         s.source.append(render(DEL_ALL, delall=N.delete_all(a.name), key=kp, **common))
         s.dispatch.append(render(DISPATCH, id=str(a.id), keytype=N.cpp(c.key), member=m, key=kp, call=N.call(a.name),

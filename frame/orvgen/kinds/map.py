@@ -9,7 +9,7 @@ DECL = "void $setter$($key$ k, $value$ v);"
 DEF = """\
 // $line$
 void $owner$::$setter$($key$ k, $value$ v) {
-  if (Orv::frame::collIs($member$, k, v)) $notify$(k);
+  if (Orv::frame::collIs(*this, $id$, $member$, k, v)) $notify$(k);
 }"""
 SET = "$setter$(a.key.as<$keytype$>(), a.value.as<$valuetype$>()); return true;"
 
@@ -22,6 +22,6 @@ class Emitter(Collection):
         names = dict(setter=N.setter(a.name), key=N.param(c.key), value=N.param(c.value))
         return (
             render(DECL, **names),
-            render(DEF, line=a.line, owner=o.qname, member=N.member(a.name), notify=N.notify(a.name), **names),
+            render(DEF, line=a.line, id=str(a.id), owner=o.qname, member=N.member(a.name), notify=N.notify(a.name), **names),
             render(SET, setter=N.setter(a.name), keytype=N.cpp(c.key), valuetype=N.cpp(c.value)),
         )

@@ -15,6 +15,7 @@ $ptr$ $owner$::$setter$($params$) {
     $checks$
     return $ptr$(p);
   }
+  orvWriteCheck($id$);
   $ptr$ e = $elem$::$typeIs$($args$);
   $insert$
   e->parentIs(this, $id$);

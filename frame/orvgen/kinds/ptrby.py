@@ -12,7 +12,7 @@ DEF = """\
 void $owner$::$setter$(const $ptr$& v) {
   if (!v) throw Orv::RangeException($message$);
   const $keytype$ k = v->$by$();
-  if (Orv::frame::collIs($member$, k, v, [&](const $ptr$& old) { ORV_ASSERT(old->$by$() == k); })) {
+  if (Orv::frame::collIs(*this, $id$, $member$, k, v, [&](const $ptr$& old) { ORV_ASSERT(old->$by$() == k); })) {
     $notify$(k);
   }
 }"""
@@ -27,7 +27,7 @@ class Emitter(Collection):
         p = N.coll_member(c)
         return (
             render(DECL, setter=N.setter(a.name), ptr=p),
-            render(DEF, line=a.line, owner=o.qname, setter=N.setter(a.name), ptr=p,
+            render(DEF, line=a.line, id=str(a.id), owner=o.qname, setter=N.setter(a.name), ptr=p,
                    message=N.string_literal(N.null_message(o.qname, a.name)), keytype=N.cpp(c.key), by=c.by,
                    member=N.member(a.name), notify=N.notify(a.name)),
             render(SET, setter=N.setter(a.name), ptr=p),

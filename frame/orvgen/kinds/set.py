@@ -10,6 +10,7 @@ DECL = "void $setter$($key$ k);"
 DEF = """\
 // $line$
 void $owner$::$setter$($key$ k) {
+  Orv::frame::setCheck(*this, $id$, $member$, k);
   if ($member$.insert(k, Orv::Unit{}).second) $notify$(k);
 }"""
 SET = "$setter$(a.key.as<$keytype$>()); return true;"
@@ -38,7 +39,7 @@ class Emitter(Collection):
         c = a.coll
         return (
             render(DECL, setter=N.setter(a.name), key=N.param(c.key)),
-            render(DEF, line=a.line, owner=o.qname, setter=N.setter(a.name), key=N.param(c.key),
+            render(DEF, line=a.line, id=str(a.id), owner=o.qname, setter=N.setter(a.name), key=N.param(c.key),
                    member=N.member(a.name), notify=N.notify(a.name)),
             render(SET, setter=N.setter(a.name), keytype=N.cpp(c.key)),
         )

@@ -2,7 +2,8 @@
 // the server: framing, adapters by identity, flow control.
 //
 // Frames: u32 body length, u8 type, body. Types:
-//   mount        client -> server: u32 mount id, path, type name, flags
+//   mount        client -> server: u32 mount id, path, type name, flags, then
+//                (optional) the filter: u8 filtering, u32 count, names
 //   entries      both ways: attribute-log entries (NboAttrLogSa.h)
 //   mounted      server -> client: u32 mount id; the full state came before
 //   mountFailed  server -> client: u32 mount id, reason
@@ -19,7 +20,9 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <string>
+#include <tuple>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -89,7 +92,7 @@ class IPMODEL_API Session : public Orv::NboAttrLog::Peer {
   std::uint64_t bytesReceived() const { return received_; }
 
   // Attaches an adapter to e under identity (both directions).
-  Orv::Ptr<Sa> attach(Orv::Entity& e, std::uint32_t identity, std::uint32_t flags);
+  Orv::Ptr<Sa> attach(Orv::Entity& e, std::uint32_t identity, Sa::Flags flags);
   void detachAll();
   const Orv::Ptr<Orv::NboAttrLog::Out>& stage() const { return stage_; }
   // The stage size at which entryEnd() frames the stage (stageFrameBytes);
@@ -121,13 +124,20 @@ class IPMODEL_API Session : public Orv::NboAttrLog::Peer {
   void memberGone(Orv::Entity& member) override;
   void memberRemovedOut(Orv::Entity& owner, std::uint16_t attrId, const std::uint8_t* key,
                         std::size_t n) override;
+  void refSeen(Orv::Entity& holder, std::uint16_t attrId, const std::uint8_t* key, std::size_t n,
+               std::string_view typeName, std::string_view fullName, bool resolved) override;
+  // References read but not resolved yet (they resolve when their target
+  // is attached in this session).
+  std::size_t unresolvedRefs() const { return refsWaiting_.size(); }
 
  private:
   void frame(MsgType type, const std::uint8_t* body, std::size_t n);
   void stageToSend();
   void budgetIs();
   void flushDeferred();
-  std::uint32_t inheritedFlags(const Orv::Entity& member) const;
+  Sa::Flags inheritedFlags(const Orv::Entity& member) const;
+  // Applies the references that waited for the entity named name.
+  void resolveRefsTo(const std::string& name, const Orv::Entity& target);
   // Where a member sits: its owner, the owner's attribute and its key.
   static std::string place(const Orv::Entity& owner, const std::string& attr,
                            const std::uint8_t* key, std::size_t n);
@@ -153,6 +163,18 @@ class IPMODEL_API Session : public Orv::NboAttrLog::Peer {
   bool serializing_ = false;
   std::deque<Orv::Ptr<Sa>> deferred_;
   std::unordered_set<const Sa*> deferredSet_;
+  // Unresolved references: where each sits (holder, attribute, member key
+  // in log form) and what it names. A later entry for the same place
+  // replaces or clears it.
+  using RefPlace = std::tuple<const Orv::Entity*, std::uint16_t, std::string>;
+  struct RefWait {
+    Orv::Ptr<Orv::Entity> holder;
+    std::string typeName;
+    std::string fullName;
+  };
+  std::map<RefPlace, RefWait> refsWaiting_;
+  void bindRef(const RefPlace& place, const RefWait& wait);
+  std::unordered_map<std::string, std::vector<RefPlace>> refsByTarget_;
 };
 
 }  // namespace Statedb::internal

@@ -7,9 +7,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <sys/epoll.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
@@ -98,7 +100,41 @@ struct Node {
   std::string type;
 };
 
+// What a filtered mount takes: in each collection of the mounted entity
+// keyed by a name, the members whose key is one of the names; everything
+// else whole.
+class NameFilter : public Orv::NboAttrLog::MemberFilter {
+ public:
+  NameFilter(const Orv::TypeDesc& t, const std::vector<std::string>& names) {
+    static const char* const nameTypes[] = {"Lumen::IntfId", "L3::VrfName", "Orv::String",
+                                            "Orv::Name", "Lumen::NamespaceName"};
+    for (std::uint16_t i = 0; i < t.attrCount; ++i) {
+      const Orv::AttrDesc& a = t.attrs[i];
+      if (a.category != Orv::AttrCategory::collection || a.keyType == nullptr) continue;
+      for (const char* n : nameTypes) {
+        if (std::string_view(a.keyType) == n) colls_.push_back(a.id);
+      }
+    }
+    // Names compare in their log form, as the adapter hands keys over.
+    for (const std::string& n : names) {
+      Out o;
+      o.writeString(n);
+      keys_.emplace(reinterpret_cast<const char*>(o.bytes().data()), o.size());
+    }
+  }
+  bool takes(std::uint16_t collId, const std::uint8_t* key, std::size_t n) const override {
+    if (std::find(colls_.begin(), colls_.end(), collId) == colls_.end()) return true;
+    return keys_.count(std::string(reinterpret_cast<const char*>(key), n)) != 0;
+  }
+
+ private:
+  std::vector<std::uint16_t> colls_;
+  std::unordered_set<std::string> keys_;
+};
+
 struct Client {
+  // Before the session: its adapters point at them until it is gone.
+  std::map<std::uint32_t, std::unique_ptr<NameFilter>> filters;  // mount id -> filter
   std::unique_ptr<Session> session;
   ucred cred{};
   std::map<std::uint32_t, std::string> mounts;  // mount id -> path
@@ -203,6 +239,14 @@ void Server::mount(Client& c, In& in) {
   const std::string flags = in.readString();
   if (id == 0 || id > Statedb::internal::maxMountId)
     in.fail("mount id " + std::to_string(id) + " out of range");
+  // The filter, when the client sent one: a flag and the names.
+  bool filtering = false;
+  std::vector<std::string> names;
+  if (!in.atEnd()) {
+    filtering = in.readBool();
+    const std::uint32_t n = in.readU32();
+    for (std::uint32_t i = 0; i < n; ++i) names.push_back(in.readString());
+  }
   auto refuse = [&](const std::string& why) {
     log("refused mount of " + path + " by " + who(c) + ": " + why);
     Out body;
@@ -218,6 +262,7 @@ void Server::mount(Client& c, In& in) {
   }
   const bool write = (bits & Statedb::writableFlag) != 0;
   if (path.empty()) return refuse("empty path");
+  if (filtering && write) return refuse("mount filter on a writable mount");
   if (c.mounts.count(id) != 0) return refuse("mount id " + std::to_string(id) + " in use");
   if (!allowed(c.cred, path, write)) {
     return refuse("permission denied: uid " + std::to_string(c.cred.uid) + " gid " +
@@ -236,8 +281,13 @@ void Server::mount(Client& c, In& in) {
     return refuse("path " + path + " holds a " + it->second.type + ", not a " + type);
   }
   c.mounts[id] = path;
-  Ptr<Sa> sa =
-      c.session->attach(*it->second.root, id, write ? std::uint32_t(Sa::remoteWriteAllowed) : 0u);
+  Ptr<Sa> sa = c.session->attach(*it->second.root, id,
+                                 write ? Sa::Flags(Sa::remoteWriteAllowed) : Sa::Flags());
+  if (filtering && type != "Orv::Dir") {
+    auto& f = c.filters[id];
+    f = std::make_unique<NameFilter>(it->second.root->fwkType(), names);
+    sa->memberFilterIs(f.get());
+  }
   if (opt_.verbose) log("mount " + path + " (" + flags + ") by " + who(c));
   // A reader gets the whole tree first; a writer is the source and sends
   // its own.
