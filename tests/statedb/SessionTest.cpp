@@ -13,6 +13,13 @@ namespace {
 using Sa = Orv::Entity::OrvNboAttrLogSa;
 using Statedb::internal::Session;
 
+// Applies at r everything w staged so far.
+void deliverAll(Session& w, Session& r) {
+  Orv::NboAttrLog::In in(w.stage()->bytes());
+  r.applyEntries(in, [](const std::string&) {});
+  w.stage()->drain();
+}
+
 TEST(StatedbSession, RemovedMembersAreReleasedOnBothSides) {
   const auto before = Orv::allocTrack<Ip::IpIntfStatus>().liveObjects();
   Statedb::internal::Index wIndex, rIndex;
@@ -28,11 +35,7 @@ TEST(StatedbSession, RemovedMembersAreReleasedOnBothSides) {
     r.attach(*rip4, 2, Sa::remoteWriteAllowed | Sa::readOnly);
     w.attach(*l3, 1, Sa::remoteWriteAllowed);
     w.attach(*ip4, 2, Sa::remoteWriteAllowed);
-    auto deliver = [&] {
-      Orv::NboAttrLog::In in(w.stage()->bytes());
-      r.applyEntries(in, [](const std::string&) {});
-      w.stage()->drain();
-    };
+    auto deliver = [&] { deliverAll(w, r); };
     for (int i = 0; i < 50; ++i) {
       const Lumen::IntfId id("Ethernet" + std::to_string(i));
       ip4->ipIntfStatusIs(id, l3->intfStatusIs(id))->maxMssEgressIs(1400);
@@ -71,11 +74,7 @@ TEST(StatedbSession, AResynchronisationKeepsMembersWhoseReferencesDidNotResolve)
     auto root = w.attach(*ip4, 2, Sa::remoteWriteAllowed);
     const Lumen::IntfId eth("Ethernet1");
     ip4->ipIntfStatusIs(eth, l3->intfStatusIs(eth))->maxMssEgressIs(1400);
-    auto deliver = [&] {
-      Orv::NboAttrLog::In in(w.stage()->bytes());
-      r.applyEntries(in, [](const std::string&) {});
-      w.stage()->drain();
-    };
+    auto deliver = [&] { deliverAll(w, r); };
     deliver();
     ASSERT_TRUE(rip4->ipIntfStatus(eth));
     EXPECT_FALSE(rip4->ipIntfStatus(eth)->l3Status());
@@ -112,11 +111,7 @@ TEST(StatedbSession, ReferencesWaitForTheirTargetsUnlessALaterEntryReplacesThem)
     auto ritems = Kitchen::rootFactory("items");
     r.attach(*ritems, 1, Sa::remoteWriteAllowed | Sa::readOnly);
     w.attach(*items, 1, Sa::remoteWriteAllowed);
-    auto deliver = [&] {
-      Orv::NboAttrLog::In in(w.stage()->bytes());
-      r.applyEntries(in, [](const std::string&) {});
-      w.stage()->drain();
-    };
+    auto deliver = [&] { deliverAll(w, r); };
     const Lumen::IntfId a("a"), b("b"), c("c");
     auto ha = holders->holderIs(a), hb = holders->holderIs(b), hc = holders->holderIs(c);
     auto one = items->itemIs(Lumen::IntfId("one"));
