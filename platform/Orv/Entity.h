@@ -212,7 +212,7 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   // refuses local writes: a setter or collection operation that would change
   // it raises ReadOnlyProxyException before it stores anything. The copy's
   // attribute-log adapter lifts the mark for each entry it applies
-  // (orvWriteLift).
+  // (OrvWriteLift).
   bool readOnlyProxy() const { return readOnlyProxy_; }
   void readOnlyProxyIs(bool on) { readOnlyProxy_ = on; }
   // Called by setters and collection operations once they know they would

@@ -14,6 +14,13 @@ namespace {
 using Sa = Orv::Entity::OrvNboAttrLogSa;
 using Statedb::internal::Session;
 
+// Applies at r everything w staged so far.
+void deliverAll(Session& w, Session& r) {
+  Orv::NboAttrLog::In in(w.stage()->bytes());
+  r.applyEntries(in, [](const std::string&) {});
+  w.stage()->drain();
+}
+
 // Adapters by identity: every range, identities far beyond what is
 // attached, and slots let go of.
 TEST(StatedbSession, IdentitiesFindTheirAdaptersInEveryRange) {
@@ -72,11 +79,7 @@ TEST(StatedbSession, RemovedMembersAreReleasedOnBothSides) {
     r.attach(*rip4, 2, Sa::remoteWriteAllowed | Sa::readOnly);
     w.attach(*l3, 1, Sa::remoteWriteAllowed);
     w.attach(*ip4, 2, Sa::remoteWriteAllowed);
-    auto deliver = [&] {
-      Orv::NboAttrLog::In in(w.stage()->bytes());
-      r.applyEntries(in, [](const std::string&) {});
-      w.stage()->drain();
-    };
+    auto deliver = [&] { deliverAll(w, r); };
     for (int i = 0; i < 50; ++i) {
       const Lumen::IntfId id("Ethernet" + std::to_string(i));
       ip4->ipIntfStatusIs(id, l3->intfStatusIs(id))->maxMssEgressIs(1400);
@@ -115,11 +118,7 @@ TEST(StatedbSession, AResynchronisationKeepsMembersWhoseReferencesDidNotResolve)
     auto root = w.attach(*ip4, 2, Sa::remoteWriteAllowed);
     const Lumen::IntfId eth("Ethernet1");
     ip4->ipIntfStatusIs(eth, l3->intfStatusIs(eth))->maxMssEgressIs(1400);
-    auto deliver = [&] {
-      Orv::NboAttrLog::In in(w.stage()->bytes());
-      r.applyEntries(in, [](const std::string&) {});
-      w.stage()->drain();
-    };
+    auto deliver = [&] { deliverAll(w, r); };
     deliver();
     ASSERT_TRUE(rip4->ipIntfStatus(eth));
     EXPECT_FALSE(rip4->ipIntfStatus(eth)->l3Status());
@@ -156,11 +155,7 @@ TEST(StatedbSession, ReferencesWaitForTheirTargetsUnlessALaterEntryReplacesThem)
     auto ritems = Kitchen::rootFactory("items");
     r.attach(*ritems, 1, Sa::remoteWriteAllowed | Sa::readOnly);
     w.attach(*items, 1, Sa::remoteWriteAllowed);
-    auto deliver = [&] {
-      Orv::NboAttrLog::In in(w.stage()->bytes());
-      r.applyEntries(in, [](const std::string&) {});
-      w.stage()->drain();
-    };
+    auto deliver = [&] { deliverAll(w, r); };
     const Lumen::IntfId a("a"), b("b"), c("c");
     auto ha = holders->holderIs(a), hb = holders->holderIs(b), hc = holders->holderIs(c);
     auto one = items->itemIs(Lumen::IntfId("one"));
