@@ -64,10 +64,10 @@ void NotifieeConst::hookedNotifierIs(const Entity* e) {
   const Entity* old = notifier_.ptr();
   if (e == old) return;
   // The old notifier is still held here: notifierIsBase lets go of it last.
-  if (old != nullptr) --old->hookedNotifiees_;
+  if (old != nullptr) --old->notify_.hooked;
   if (e != nullptr) {
-    ORV_ASSERT(e->hookedNotifiees_ < 255);
-    ++e->hookedNotifiees_;
+    ORV_ASSERT(e->notify_.hooked < 255);
+    ++e->notify_.hooked;
   }
   notifierIsBase(e);
 }

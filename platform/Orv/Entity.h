@@ -13,6 +13,7 @@
 // notifiees (themselves included) and change the notifier while it notifies.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -194,8 +195,8 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
     parentAttrId_ = parent ? parentAttrId : 0;
   }
 
-  bool notificationActive() const { return notificationActive_; }
-  void hasNotificationActiveIs(bool on) { notificationActive_ = on; }
+  bool notificationActive() const { return notify_.active; }
+  void hasNotificationActiveIs(bool on) { notify_.active = on; }
   bool hasNotifiees() const { return notifiees_ != nullptr; }
   std::size_t notifieeCount() const { return notifieeList().size(); }
   // The attached notifiees (reactors), in attach order.
@@ -243,45 +244,31 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   // held it detaches); callers that use the entity afterwards hold their own.
   template <class N, class F>
   void orvNotify(F&& f) const {
-    if (notifiees_ != nullptr && notificationActive_) orvNotifyAll<N>(f);
+    if (notifiees_ != nullptr && notify_.active) orvNotifyAll<N>(f);
   }
   // Calls handler on every notifiee after attribute id changed. An entity
-  // with hooked notifiees offers them the change by id first (out of line:
-  // the common path stays a direct loop over the handler).
+  // with hooked notifiees offers them the change by id first, on a path of
+  // its own kept out of the setter (the common path stays a direct loop
+  // over the handler).
   template <class N>
   void orvChanged(void (N::*handler)(), std::uint16_t id) const {
-    if (notifiees_ == nullptr || !notificationActive_) return;
-    if (hookedNotifiees_ == 0) [[likely]] {
+    if (notifiees_ == nullptr) return;
+    if (notify_.plain()) [[likely]] {
       auto f = [handler](N& n) { (n.*handler)(); };
       orvNotifyAll<N>(f);
     } else {
-      struct Call {
-        void (N::*handler)();
-        static void on(NotifieeConst& n, const void* c) {
-          (static_cast<N&>(n).*static_cast<const Call*>(c)->handler)();
-        }
-      } call{handler};
-      orvNotifyHooked(id, nullptr, &Call::on, &call);
+      orvChangedHooked<N>(handler, id);
     }
   }
   // The same for the member under k of collection id: handler(k).
   template <class N, class P, class K>
   void orvNotifyMember(std::uint16_t id, const K& k, void (N::*handler)(P)) const {
-    if (notifiees_ == nullptr || !notificationActive_) return;
-    if (hookedNotifiees_ == 0) [[likely]] {
+    if (notifiees_ == nullptr) return;
+    if (notify_.plain()) [[likely]] {
       auto f = [handler, &k](N& n) { (n.*handler)(k); };
       orvNotifyAll<N>(f);
     } else {
-      const MemberKey key{&k, &MemberKey::writeOf<K>};
-      struct Call {
-        void (N::*handler)(P);
-        const K* k;
-        static void on(NotifieeConst& n, const void* c) {
-          auto* self = static_cast<const Call*>(c);
-          (static_cast<N&>(n).*self->handler)(*self->k);
-        }
-      } call{handler, &k};
-      orvNotifyHooked(id, &key, &Call::on, &call);
+      orvMemberHooked<N>(id, k, handler);
     }
   }
 
@@ -312,6 +299,32 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
  private:
   friend class Orv::NotifieeConst;
 
+  template <class N>
+  [[gnu::noinline, gnu::cold]] void orvChangedHooked(void (N::*handler)(), std::uint16_t id) const {
+    if (!notify_.active) return;
+    struct Call {
+      void (N::*handler)();
+      static void on(NotifieeConst& n, const void* c) {
+        (static_cast<N&>(n).*static_cast<const Call*>(c)->handler)();
+      }
+    } call{handler};
+    orvNotifyHooked(id, nullptr, &Call::on, &call);
+  }
+  template <class N, class P, class K>
+  [[gnu::noinline, gnu::cold]] void orvMemberHooked(std::uint16_t id, const K& k,
+                                                    void (N::*handler)(P)) const {
+    if (!notify_.active) return;
+    const MemberKey key{&k, &MemberKey::writeOf<K>};
+    struct Call {
+      void (N::*handler)(P);
+      const K* k;
+      static void on(NotifieeConst& n, const void* c) {
+        auto* self = static_cast<const Call*>(c);
+        (static_cast<N&>(n).*self->handler)(*self->k);
+      }
+    } call{handler, &k};
+    orvNotifyHooked(id, &key, &Call::on, &call);
+  }
   // The loop of orvNotifyAll with the hooks offered first, out of line: only
   // entities with an adapter attached take it. call(n, c) runs n's handler.
   void orvNotifyHooked(std::uint16_t id, const MemberKey* key,
@@ -342,12 +355,20 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   NotifieeConst* notifiees_ = nullptr;
   Entity* parent_ = nullptr;  // not counted: the parent owns the child
   std::uint16_t parentAttrId_ = 0;
-  bool notificationActive_ = false;
+  // Whether changes notify, and how many attached notifiees override the
+  // change hooks (in what was padding: entities stay the same size). A
+  // setter tests both bytes with one compare.
+  struct NotifyState {
+    bool active = false;
+    std::uint8_t hooked = 0;
+    bool plain() const { return std::bit_cast<std::uint16_t>(*this) == plainBits; }
+    static const std::uint16_t plainBits;
+  };
+  mutable NotifyState notify_;
   bool readOnlyProxy_ = false;
-  // Attached notifiees that override the change hooks (in the padding
-  // after the flags: entities stay the same size).
-  mutable std::uint8_t hookedNotifiees_ = 0;
 };
+inline constexpr std::uint16_t Entity::NotifyState::plainBits =
+    std::bit_cast<std::uint16_t>(NotifyState{true, 0});
 
 namespace detail {
 // The read-only proxy whose next write is the entry an adapter applies.
