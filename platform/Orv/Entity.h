@@ -172,6 +172,12 @@ IPMODEL_API extern thread_local constinit NotifyCursor* notifyCursorTop
 inline NotifyCursor*& notifyCursors() { return notifyCursorTop; }
 }  // namespace detail
 
+namespace detail {
+// The read-only proxy whose next write is the entry an adapter applies.
+IPMODEL_API extern thread_local constinit const Entity* writeLiftTop
+    __attribute__((tls_model("initial-exec")));
+}  // namespace detail
+
 class IPMODEL_API Entity : public PtrInterface, public HashLink {
  public:
   Entity(const Entity&) = delete;
@@ -220,10 +226,16 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   // change the entity; attrId names the attribute for the message (0: the
   // entity only).
   void orvWriteCheck(std::uint16_t attrId = 0) const {
-    if (readOnlyProxy_) [[unlikely]]
+    if (readOnlyProxy_) [[unlikely]] {
+      if (detail::writeLiftTop == this) {
+        detail::writeLiftTop = nullptr;  // one write: the entry's own
+        return;
+      }
       orvWriteRefused(attrId);
+    }
   }
-  // Out of line: passes the one write a lift allows, else throws.
+  // Out of line: throws ReadOnlyProxyException (a lifted write passed
+  // above; this checks again for callers that come here directly).
   void orvWriteRefused(std::uint16_t attrId) const;
 
   virtual bool orvHasAttrLogInterface() const { return false; }
@@ -302,6 +314,12 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
   template <class N>
   [[gnu::noinline, gnu::cold]] void orvChangedHooked(void (N::*handler)(), std::uint16_t id) const {
     if (!notify_.active) return;
+    NotifieeConst* n = notifiees_;
+    if (n->next_ == nullptr) {
+      // One notifiee (an adapter alone, the common case): no cursor needed.
+      if (!n->orvAttrHook(id)) (static_cast<N&>(*n).*handler)();
+      return;
+    }
     struct Call {
       void (N::*handler)();
       static void on(NotifieeConst& n, const void* c) {
@@ -369,12 +387,6 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
 };
 inline constexpr std::uint16_t Entity::NotifyState::plainBits =
     std::bit_cast<std::uint16_t>(NotifyState{true, 0});
-
-namespace detail {
-// The read-only proxy whose next write is the entry an adapter applies.
-IPMODEL_API extern thread_local constinit const Entity* writeLiftTop
-    __attribute__((tls_model("initial-exec")));
-}  // namespace detail
 
 // Lets the next write of a read-only proxy through (once), for the scope of
 // the object: an attribute-log adapter applying an entry from the entity's
