@@ -32,7 +32,8 @@ TEST(StatedbSession, IdentitiesFindTheirAdaptersInEveryRange) {
   std::vector<Orv::Ptr<Sa>> sas;
   auto sa = [&](std::uint32_t id) {
     const Lumen::IntfId name("Ethernet" + std::to_string(sas.size()));
-    sas.push_back(ip4->ipIntfStatusIs(name, l3->intfStatusIs(name))->orvNboAttrLogSaIs({}, id, out));
+    sas.push_back(
+        ip4->ipIntfStatusIs(name, l3->intfStatusIs(name))->orvNboAttrLogSaIs({}, id, out));
     return sas.back();
   };
   Statedb::internal::IdentityTable t;
