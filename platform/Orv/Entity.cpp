@@ -89,10 +89,6 @@ Ptr<Entity::OrvNboAttrLogSa> Entity::orvNboAttrLogSaIs(NotifieeConst::Orv_BitSet
 }
 
 void Entity::orvWriteRefused(std::uint16_t attrId) const {
-  if (detail::writeLiftTop == this) {
-    detail::writeLiftTop = nullptr;  // one write: the entry's own
-    return;
-  }
   const AttrDesc* a = attrId != 0 ? fwkType().attr(attrId) : nullptr;
   throw ReadOnlyProxyException(std::string("write of ") + fwkType().name +
                                (a ? std::string("::") + a->name : std::string()) +

@@ -235,8 +235,8 @@ class IPMODEL_API Entity : public PtrInterface, public HashLink {
     }
   }
   // Out of line: throws ReadOnlyProxyException (a lifted write passed
-  // above; this checks again for callers that come here directly).
-  void orvWriteRefused(std::uint16_t attrId) const;
+  // above).
+  [[noreturn]] void orvWriteRefused(std::uint16_t attrId) const;
 
   virtual bool orvHasAttrLogInterface() const { return false; }
   virtual bool hasBackupSupport() const { return false; }

@@ -222,10 +222,6 @@ class IPMODEL_API Entity::OrvNboAttrLogSa : public PtrInterface, public NboAttrL
     orvAttrChanged(id);
   }
   // The member under k of collection id was added, changed or removed.
-  template <class K>
-  void orvMemberChanged(std::uint16_t id, const K& k) {
-    orvMemberChanged(id, MemberKey{&k, &MemberKey::writeOf<K>});
-  }
   void orvMemberChanged(std::uint16_t id, const MemberKey& k) {
     if (receiving_ == id) return;
     keyScratch_.drain();
